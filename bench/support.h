@@ -1,0 +1,79 @@
+// What every benchmark shares: the picture size, filled pictures, and the yardstick. A time is told
+// as a multiple of one memcpy of a 1920 x 1080 8u picture, measured right beside it.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+#include "nuvcore.h"
+#include "nuvcv.h"
+
+namespace bench {
+
+constexpr NuviSize fullHd = {1920, 1080};
+constexpr int64_t fullHdPixels = int64_t{1920} * 1080;
+
+// The best of many copies, in seconds.
+inline double copySeconds() {
+  using Clock = std::chrono::steady_clock;
+  static std::vector<uint8_t> src(fullHdPixels, 1), dst(fullHdPixels, 2);
+  double best = 1e9;
+  for (int i = 0; i < 60; ++i) {
+    const auto start = Clock::now();
+    std::memcpy(dst.data(), src.data(), src.size());
+    benchmark::DoNotOptimize(dst.data());
+    benchmark::ClobberMemory();
+    best = std::min(best, std::chrono::duration<double>(Clock::now() - start).count());
+  }
+  return best;
+}
+
+// A picture of `count` elements: smooth waves with noise on top, like a photograph of low contrast.
+template <class T>
+std::vector<T> picture(int64_t count, unsigned seed = 1) {
+  std::mt19937 random(seed);
+  std::vector<T> pixels(static_cast<size_t>(count));
+  for (size_t i = 0; i < pixels.size(); ++i) {
+    const auto wave = static_cast<int>((i / 16) % 160);
+    pixels[i] = static_cast<T>(wave + static_cast<int>(random() % 90));
+    if (std::is_signed_v<T> && sizeof(T) == 1) pixels[i] = static_cast<T>(pixels[i] / 2);
+  }
+  return pixels;
+}
+
+// Runs `call` until the time is known, with the given thread count (0: the default), and reports
+// "x copy".
+template <class Call>
+void run(benchmark::State& state, int32_t threads, Call&& call) {
+  nuvSetNumThreads(threads);
+  if (call() < nuvStatusOk) state.SkipWithError("the call failed");
+  const double yardstick = copySeconds();
+  for (auto _ : state) {
+    call();
+    benchmark::ClobberMemory();
+  }
+  nuvSetNumThreads(0);
+  state.counters["x copy"] = benchmark::Counter(
+      yardstick, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+// Registers a benchmark under `name` with one thread and `name/threads` with all.
+template <class Body>
+void add(const char* name, Body body) {
+  benchmark::RegisterBenchmark(name, [=](benchmark::State& state) { body(state, 1); })
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+  benchmark::RegisterBenchmark((std::string(name) + "/threads").c_str(),
+                               [=](benchmark::State& state) { body(state, 0); })
+      ->UseRealTime()
+      ->Unit(benchmark::kMicrosecond);
+}
+
+}  // namespace bench

@@ -1,0 +1,14 @@
+/**
+ * @file
+ * NuvCV: computer vision primitives on pixel buffers that the caller owns.
+ * This is the one header to include; it includes the headers of all subsystems.
+ */
+#ifndef NUVCV_H
+#define NUVCV_H
+
+#include "nuvcv/arith.h"
+#include "nuvcv/feature.h"
+#include "nuvcv/filter.h"
+#include "nuvcv/types.h"
+
+#endif
