@@ -41,23 +41,18 @@ inline To saturate(From value) {
                                  static_cast<From>(std::numeric_limits<To>::max())));
 }
 
-// The nearest integer, ties to even, for |value| up to 2 to the 22nd. The sum rounds to a whole
-// number in the default rounding mode; its low bits then are that number.
-inline int32_t roundSmallNearestEven(float value) {
-  constexpr float bias = 12582912.0f;  // 1.5 * 2^23
-  const float sum = value + bias;
-  int32_t bits;
-  __builtin_memcpy(&bits, &sum, sizeof bits);
-  return bits - 0x4B400000;
-}
-
-// Rounded to nearest, ties to even, and saturated to the range of To (8 or 16 bits).
+// Rounded to nearest, ties to even, and saturated to the range of To (8 or 16 bits). After the
+// clamp the sum with 1.5 * 2^23 rounds to a whole number in the default rounding mode, and its low
+// bits are that number.
 template <class To>
 inline To roundSaturate(float value) {
   static_assert(sizeof(To) <= 2);
   constexpr auto low = static_cast<float>(std::numeric_limits<To>::min());
   constexpr auto high = static_cast<float>(std::numeric_limits<To>::max());
-  return static_cast<To>(roundSmallNearestEven(clampTo(value, low, high)));
+  const float biased = clampTo(value, low, high) + 12582912.0f;
+  int32_t bits;
+  __builtin_memcpy(&bits, &biased, sizeof bits);
+  return static_cast<To>(bits - 0x4B400000);
 }
 
 // Clamped to the range of To (8 or 16 bits), then truncated toward zero.

@@ -9,6 +9,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+
+#include "core/numeric.h"
 
 #if defined(__AVX2__) && defined(__FMA__)
 #include <immintrin.h>
@@ -26,6 +29,8 @@ struct VectorOf {
 template <class T, size_t lanes>
 using Vector = typename VectorOf<T, lanes>::type;
 
+using S8x16 = Vector<int8_t, 16>;
+using S8x32 = Vector<int8_t, 32>;
 using U8x16 = Vector<uint8_t, 16>;
 using U8x32 = Vector<uint8_t, 32>;
 using S16x8 = Vector<int16_t, 8>;
@@ -75,6 +80,50 @@ inline F32x8 fused(F32x8 a, F32x8 b, F32x8 c) {
 #else
   F32x8 result;
   for (int i = 0; i < 8; ++i) result[i] = __builtin_fmaf(a[i], b[i], c[i]);
+  return result;
+#endif
+}
+
+// The nearest integers, ties to even, for lanes that fit 32 bits.
+inline S32x8 roundNearestEven(F32x8 value) {
+#if NUV_AVX2
+  return reinterpret_cast<S32x8>(_mm256_cvtps_epi32(value));
+#else
+  S32x8 result;
+  for (int i = 0; i < 8; ++i) result[i] = static_cast<int32_t>(__builtin_rintf(value[i]));
+  return result;
+#endif
+}
+
+// Two vectors narrowed with saturation into one, the lanes of `low` first.
+inline S16x16 packSaturate(S32x8 low, S32x8 high) {
+#if NUV_AVX2
+  const __m256i packed =
+      _mm256_packs_epi32(reinterpret_cast<__m256i>(low), reinterpret_cast<__m256i>(high));
+  return reinterpret_cast<S16x16>(_mm256_permute4x64_epi64(packed, 0xD8));
+#else
+  S16x16 result;
+  for (int i = 0; i < 8; ++i) {
+    result[i] = saturate<int16_t>(low[i]);
+    result[i + 8] = saturate<int16_t>(high[i]);
+  }
+  return result;
+#endif
+}
+
+// The signed 16-bit lanes narrowed with saturation to 8 bits, unsigned or signed.
+template <class To>
+inline Vector<To, 16> narrowSaturate(S16x16 value) {
+  static_assert(sizeof(To) == 1);
+#if NUV_AVX2
+  const auto lanes = reinterpret_cast<__m256i>(value);
+  const __m128i low = _mm256_castsi256_si128(lanes);
+  const __m128i high = _mm256_extracti128_si256(lanes, 1);
+  return reinterpret_cast<Vector<To, 16>>(std::is_signed_v<To> ? _mm_packs_epi16(low, high)
+                                                               : _mm_packus_epi16(low, high));
+#else
+  Vector<To, 16> result;
+  for (int i = 0; i < 16; ++i) result[i] = saturate<To>(value[i]);
   return result;
 #endif
 }
