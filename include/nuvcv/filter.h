@@ -1,0 +1,307 @@
+/**
+ * @file
+ * Linear filters: the row and column stages of separable filters.
+ *
+ * Kernels are never mirrored: coefficient j multiplies the pixel at offset j minus the anchor, a
+ * correlation. Each channel of a `C3R` image is filtered by itself.
+ *
+ * Borders. The plain kinds of ::NuviBorderType tell what stands at the positions left and right of
+ * a row of w pixels:
+ * - #nuvBorderConstant a value that the call supplies
+ * - #nuvBorderReplicate the nearest edge pixel
+ * - #nuvBorderWrap position i modulo w
+ * - #nuvBorderMirror a reflection about the edge pixel: -1 reads 1, w reads w - 2
+ * - #nuvBorderMirrorRepeat a reflection with the edge pixel repeated: -1 reads 0, w reads w - 1
+ *
+ * Reflections and repetitions go on as far as the kernel reaches, also where it is wider than the
+ * row. In a row of one pixel every kind but the constant one reads that pixel.
+ */
+#ifndef NUVCV_FILTER_H
+#define NUVCV_FILTER_H
+
+#include "nuvcv/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @name Row stage of a separable filter
+ *
+ * Filters each image row with a kernel of one dimension and writes into rows that the caller names
+ * one by one: dst[y][x] is the sum over j of pKernel[j] times the pixel at x + j - xAnchor of row
+ * y, divided by `divisor`. The columns from `xAnchor` up to width - (kernelSize - 1 - xAnchor) are
+ * the interior, where the kernel stays inside the row; all others are edge columns.
+ *
+ * inv is the float quotient 1 / divisor. Every conversion below that saturates goes to 16 bits
+ * signed.
+ * - `16s` interior, 3 or 5 taps whose magnitudes add up to less than 65535: the exact sum,
+ *   converted to float, times inv, rounded to nearest even, saturated.
+ * - `16s` interior, 3 or 5 taps of more: the coefficients times inv and the sum in float, the outer
+ *   pairs first; with equal outer coefficients their pixels are added first. Clamped, rounded to
+ *   nearest even. Other lengths with a coefficient -32768 likewise, in ascending order.
+ * - `16s` interior, other lengths: four taps at a time in ascending order are summed exactly,
+ *   converted to float and added to a float sum, the taps that are left one by one; times inv,
+ *   rounded to nearest even, saturated.
+ * - `16s` edge: the sum in float, times inv, clamped and **truncated toward zero**.
+ * - `8u16s` interior: the exact sum (32 bits, wrapping), times inv in float, rounded to nearest
+ *   even, saturated; divisor 1 with 3 taps saturates the sum itself. Edge: clamped and
+ *   **truncated**.
+ * - `Low_16s` interior: the sum modulo 2^16; with a divisor other than 1 it is multiplied by
+ *   m = trunc(16384 / divisor), shifted right by 14 and saturated. Edge: the full sum of 32 bits,
+ *   with a divisor times m and shifted right by 14 without sign, of which the low 16 bits are
+ *   taken. Right while the sum fits 16 bits; a divisor of magnitude above 16384 gives 0.
+ * - `32f`: the sum in float in ascending order, fused in the interior, with separate products and
+ *   sums in the edge columns.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param ppDst roiSize.height pointers to the result rows; they need not be equally spaced
+ * @param roiSize the region in pixels
+ * @param pKernel the coefficients
+ * @param kernelSize their number, at least 1
+ * @param xAnchor the coefficient that falls on the result pixel, 0 to kernelSize - 1
+ * @param borderType one of the plain kinds, without flags
+ * @param borderValue the pixel of #nuvBorderConstant; a pointer to three values for `C3R`, read
+ *        under that kind only
+ * @param divisor not 0; absent in `32f`
+ * @param pBuffer scratch of the size that the size function of the same form reports, at any
+ *        address
+ *
+ * @return In the order of the checks; a failed call writes nothing, but for the last:
+ * - #nuvStatusNullPointer a null `pSrc`, `ppDst`, `pKernel` or `pBuffer`
+ * - #nuvStatusBadSize a height, width or `kernelSize` less than 1
+ * - #nuvStatusBadAnchor `xAnchor` outside 0..kernelSize - 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16s`, `Low_16s`, `32f`: a step that is no whole number of
+ *   elements
+ * - #nuvStatusBadArgument another border kind, then a divisor of zero
+ * - #nuvStatusNullPointer a null result row met during the run; the rows before it are written
+ *   (by a team, rows behind it too)
+ *
+ * Rows are cut over the threads where width times height is at least 32768 for each thread; in
+ * `16s_C1R` for more than 3 taps only, in `32f_C1R` with 3 or 5 taps only on more than one core.
+ * The result does not depend on the cut.
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_16s_C1R(const int16_t* pSrc, int32_t srcStep,
+                                                        int16_t* const* ppDst, NuviSize roiSize,
+                                                        const int16_t* pKernel, int32_t kernelSize,
+                                                        int32_t xAnchor, NuviBorderType borderType,
+                                                        int16_t borderValue, int32_t divisor,
+                                                        uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_16s_C3R(const int16_t* pSrc, int32_t srcStep,
+                                                        int16_t* const* ppDst, NuviSize roiSize,
+                                                        const int16_t* pKernel, int32_t kernelSize,
+                                                        int32_t xAnchor, NuviBorderType borderType,
+                                                        const int16_t* borderValue, int32_t divisor,
+                                                        uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_8u16s_C1R(
+    const uint8_t* pSrc, int32_t srcStep, int16_t* const* ppDst, NuviSize roiSize,
+    const int16_t* pKernel, int32_t kernelSize, int32_t xAnchor, NuviBorderType borderType,
+    uint8_t borderValue, int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_8u16s_C3R(
+    const uint8_t* pSrc, int32_t srcStep, int16_t* const* ppDst, NuviSize roiSize,
+    const int16_t* pKernel, int32_t kernelSize, int32_t xAnchor, NuviBorderType borderType,
+    const uint8_t* borderValue, int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_Low_16s_C1R(
+    const int16_t* pSrc, int32_t srcStep, int16_t* const* ppDst, NuviSize roiSize,
+    const int16_t* pKernel, int32_t kernelSize, int32_t xAnchor, NuviBorderType borderType,
+    int16_t borderValue, int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_Low_16s_C3R(
+    const int16_t* pSrc, int32_t srcStep, int16_t* const* ppDst, NuviSize roiSize,
+    const int16_t* pKernel, int32_t kernelSize, int32_t xAnchor, NuviBorderType borderType,
+    const int16_t* borderValue, int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                        float* const* ppDst, NuviSize roiSize,
+                                                        const float* pKernel, int32_t kernelSize,
+                                                        int32_t xAnchor, NuviBorderType borderType,
+                                                        float borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterRowBorderPipeline_32f_C3R(const float* pSrc, int32_t srcStep,
+                                                        float* const* ppDst, NuviSize roiSize,
+                                                        const float* pKernel, int32_t kernelSize,
+                                                        int32_t xAnchor, NuviBorderType borderType,
+                                                        const float* borderValue, uint8_t* pBuffer);
+/** @} */
+
+/**
+ * @name Scratch size of a row stage
+ *
+ * Writes the number of bytes that the row stage of the same form needs.
+ *
+ * @param roiSize the region in pixels
+ * @param kernelSize number of coefficients
+ * @param pBufferSize receives the size; it grows with the configured number of threads
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pBufferSize`
+ * - #nuvStatusBadSize a width, height or `kernelSize` less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_16s_C1R(NuviSize roiSize,
+                                                                     int32_t kernelSize,
+                                                                     int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_16s_C3R(NuviSize roiSize,
+                                                                     int32_t kernelSize,
+                                                                     int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                       int32_t kernelSize,
+                                                                       int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_8u16s_C3R(NuviSize roiSize,
+                                                                       int32_t kernelSize,
+                                                                       int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_Low_16s_C1R(NuviSize roiSize,
+                                                                         int32_t kernelSize,
+                                                                         int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_Low_16s_C3R(NuviSize roiSize,
+                                                                         int32_t kernelSize,
+                                                                         int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                                     int32_t kernelSize,
+                                                                     int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_32f_C3R(NuviSize roiSize,
+                                                                     int32_t kernelSize,
+                                                                     int32_t* pBufferSize);
+/** @} */
+
+/**
+ * @name Column stage of a separable filter
+ *
+ * Filters the columns of rows that the caller names one by one and writes an image: dst[y][x] is
+ * the sum over j of pKernel[j] * ppSrc[y + j][x], divided by `divisor`. It makes up no rows: a
+ * border above or below is a matter of the pointers that the caller hands in. A `C3R` row is a row
+ * of three times the width.
+ *
+ * The integer forms handle a row's samples in whole blocks and treat the rest of the row, its tail,
+ * another way. Blocks have 4 samples with 3 or 5 taps and 16 with any other number; in `Low_16s` 8
+ * and 16. inv is the float quotient 1 / divisor.
+ * - `16s`, `16s8u`, `16s8s` blocks: K[j] = inv * pKernel[j] in float. With 3 and 5 taps the middle
+ *   product is rounded and the outer pairs are fused onto it, the wider pair last; where both
+ *   coefficients of a pair are equal, its samples are added first. Other lengths: the first product
+ *   is rounded and the others are fused onto it in ascending order. Rounded to nearest even and
+ *   saturated, the 8-bit forms by way of 16 bits.
+ * - their tails: the sum of the products in float, times inv, clamped and **truncated toward
+ * zero**.
+ * - `Low_16s` blocks: as the interior of the row stage; tails: as its edge columns.
+ * - `32f`: every sample alike, as the blocks of the integer forms but without a divisor,
+ *   rounding and saturation, and without adding samples first.
+ *
+ * @param ppSrc roiSize.height + kernelSize - 1 pointers to the source rows; they need not be
+ * equally spaced, and may repeat
+ * @param pDst first pixel of the result
+ * @param dstStep its row step in bytes
+ * @param roiSize the region of the result in pixels
+ * @param pKernel the coefficients
+ * @param kernelSize their number, at least 1
+ * @param divisor not 0; absent in `32f`
+ * @param pBuffer scratch of the size that the size function of the same form reports, at any
+ *        address
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `ppSrc`, `pDst` or `pKernel`
+ * - #nuvStatusBadSize a height, width or `kernelSize` less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16s`, `Low_16s`, `32f`: a step that is no whole number of
+ *   elements
+ * - #nuvStatusNullPointer a null `pBuffer`
+ * - #nuvStatusBadArgument a divisor of zero
+ * - #nuvStatusNullPointer a null source row
+ *
+ * Rows are cut over the threads where width times height is at least 32768 for each thread; with 3
+ * or 5 taps only on more than one core, and never in `32f`. The result does not depend on the cut.
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterColumnPipeline_16s_C1R(const int16_t* const* ppSrc, int16_t* pDst,
+                                                     int32_t dstStep, NuviSize roiSize,
+                                                     const int16_t* pKernel, int32_t kernelSize,
+                                                     int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_16s_C3R(const int16_t* const* ppSrc, int16_t* pDst,
+                                                     int32_t dstStep, NuviSize roiSize,
+                                                     const int16_t* pKernel, int32_t kernelSize,
+                                                     int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_16s8u_C1R(const int16_t* const* ppSrc, uint8_t* pDst,
+                                                       int32_t dstStep, NuviSize roiSize,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_16s8u_C3R(const int16_t* const* ppSrc, uint8_t* pDst,
+                                                       int32_t dstStep, NuviSize roiSize,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_16s8s_C1R(const int16_t* const* ppSrc, int8_t* pDst,
+                                                       int32_t dstStep, NuviSize roiSize,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_16s8s_C3R(const int16_t* const* ppSrc, int8_t* pDst,
+                                                       int32_t dstStep, NuviSize roiSize,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_Low_16s_C1R(const int16_t* const* ppSrc, int16_t* pDst,
+                                                         int32_t dstStep, NuviSize roiSize,
+                                                         const int16_t* pKernel, int32_t kernelSize,
+                                                         int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_Low_16s_C3R(const int16_t* const* ppSrc, int16_t* pDst,
+                                                         int32_t dstStep, NuviSize roiSize,
+                                                         const int16_t* pKernel, int32_t kernelSize,
+                                                         int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_32f_C1R(const float* const* ppSrc, float* pDst,
+                                                     int32_t dstStep, NuviSize roiSize,
+                                                     const float* pKernel, int32_t kernelSize,
+                                                     uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterColumnPipeline_32f_C3R(const float* const* ppSrc, float* pDst,
+                                                     int32_t dstStep, NuviSize roiSize,
+                                                     const float* pKernel, int32_t kernelSize,
+                                                     uint8_t* pBuffer);
+/** @} */
+
+/**
+ * @name Scratch size of a column stage
+ *
+ * Writes the number of bytes that the column stage of the same form needs.
+ *
+ * @param roiSize the region of the result in pixels
+ * @param kernelSize number of coefficients
+ * @param pBufferSize receives the size; it grows with the configured number of threads, except in
+ *        `32f`, where it is 32 bytes
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pBufferSize`
+ * - #nuvStatusBadSize a width, height or `kernelSize` less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_16s_C1R(NuviSize roiSize,
+                                                                  int32_t kernelSize,
+                                                                  int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_16s_C3R(NuviSize roiSize,
+                                                                  int32_t kernelSize,
+                                                                  int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_16s8u_C1R(NuviSize roiSize,
+                                                                    int32_t kernelSize,
+                                                                    int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_16s8u_C3R(NuviSize roiSize,
+                                                                    int32_t kernelSize,
+                                                                    int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_16s8s_C1R(NuviSize roiSize,
+                                                                    int32_t kernelSize,
+                                                                    int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_16s8s_C3R(NuviSize roiSize,
+                                                                    int32_t kernelSize,
+                                                                    int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_Low_16s_C1R(NuviSize roiSize,
+                                                                      int32_t kernelSize,
+                                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_Low_16s_C3R(NuviSize roiSize,
+                                                                      int32_t kernelSize,
+                                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                                  int32_t kernelSize,
+                                                                  int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_32f_C3R(NuviSize roiSize,
+                                                                  int32_t kernelSize,
+                                                                  int32_t* pBufferSize);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
