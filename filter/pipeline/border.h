@@ -1,6 +1,7 @@
 // The border model: what stands in for the pixels outside a row, or the rows outside an image.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -29,18 +30,27 @@ inline int64_t borderPosition(NuviBorderType border, int64_t position, int64_t l
   return border == nuvBorderMirror ? period - phase : period - 1 - phase;
 }
 
-// Writes the pixels at `first` up to, not including, `end` of a row that the border continues on
+// Writes the pixels from `first` up to, not including, `end` of a row that the border continues on
 // both sides. `constant` is one pixel, read under the constant kind only.
 template <int channels, class T>
 inline void extendRow(const T* row, int64_t width, NuviBorderType border, const T* constant,
                       int64_t first, int64_t end, T* out) {
-  for (int64_t x = first; x < end; ++x, out += channels) {
-    const bool inside = x >= 0 && x < width;
-    const T* const pixel = !inside && border == nuvBorderConstant
-                               ? constant
-                               : row + channels * borderPosition(border, x, width);
-    std::memcpy(out, pixel, channels * sizeof(T));
+  const auto copyPixels = [&out](const T* from, int64_t count) {
+    std::memcpy(out, from, static_cast<size_t>(channels * count) * sizeof(T));
+    out += channels * count;
+  };
+  const auto standIn = [&](int64_t position) {
+    return border == nuvBorderConstant ? constant
+                                       : row + channels * borderPosition(border, position, width);
+  };
+  int64_t x = first;
+  for (; x < std::min<int64_t>(end, 0); ++x) copyPixels(standIn(x), 1);
+  const int64_t insideEnd = std::min(end, width);
+  if (x < insideEnd) {
+    copyPixels(row + channels * x, insideEnd - x);
+    x = insideEnd;
   }
+  for (; x < end; ++x) copyPixels(standIn(x), 1);
 }
 
 }  // namespace nuv
