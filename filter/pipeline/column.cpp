@@ -43,25 +43,21 @@ struct ScaledColumn {
   Taps<float, count> scaled;
   float inverse;
 
-  void operator()(const int16_t* const* rows, ptrdiff_t x, Result* out) const {
-    const auto at = [&](int32_t j) { return loadIntegers(rows[j] + x); };
-    Floats sum;
+  template <int groups>
+  void filter(const int16_t* const* rows, ptrdiff_t x, Result* out) const {
+    Floats sum[groups] = {};
     if constexpr (count != 0) {
-      sum = toFloat(at(count / 2)) * scaled[count / 2];
-      for (int32_t j = 0; j < count / 2; ++j) {
-        const int32_t partner = count - 1 - j;
-        if (kernel[j] == kernel[partner]) {
-          sum = fused(toFloat(at(j) + at(partner)), scaled[j], sum);
-        } else {
-          sum = fused(toFloat(at(j)), scaled[j], sum);
-          sum = fused(toFloat(at(partner)), scaled[partner], sum);
+      for (int g = 0; g < groups; ++g) sum[g] = sumOutward(rows, x + lanes * g);
+    } else {
+      for (int32_t j = 0; j < scaled.size(); ++j) {
+        const int16_t* const samples = rows[j] + x;
+        const float coefficient = scaled[j];
+        for (int g = 0; g < groups; ++g) {
+          sum[g] = fused(toFloat(loadIntegers(samples + lanes * g)), coefficient, sum[g]);
         }
       }
-    } else {
-      sum = toFloat(at(0)) * scaled[0];
-      for (int32_t j = 1; j < scaled.size(); ++j) sum = fused(toFloat(at(j)), scaled[j], sum);
     }
-    storeResults(roundSaturate(sum), out);
+    for (int g = 0; g < groups; ++g) storeResults(roundSaturate(sum[g]), out + lanes * g);
   }
 
   Result tail(const int16_t* const* rows, ptrdiff_t x) const {
@@ -70,6 +66,22 @@ struct ScaledColumn {
       sum += static_cast<float>(int32_t{rows[j][x]} * kernel[j]);
     }
     return truncateSaturate<Result>(sum * inverse);
+  }
+
+ private:
+  Floats sumOutward(const int16_t* const* rows, ptrdiff_t x) const {
+    const auto at = [&](int32_t j) { return loadIntegers(rows[j] + x); };
+    Floats sum = toFloat(at(count / 2)) * scaled[count / 2];
+    for (int32_t j = 0; j < count / 2; ++j) {
+      const int32_t partner = count - 1 - j;
+      if (kernel[j] == kernel[partner]) {
+        sum = fused(toFloat(at(j) + at(partner)), scaled[j], sum);
+      } else {
+        sum = fused(toFloat(at(j)), scaled[j], sum);
+        sum = fused(toFloat(at(partner)), scaled[partner], sum);
+      }
+    }
+    return sum;
   }
 };
 
@@ -84,13 +96,18 @@ struct LowColumn {
   int16_t factor;
   bool divides;
 
-  void operator()(const int16_t* const* rows, ptrdiff_t x, int16_t* out) const {
-    U16x16 sum = {};
+  template <int groups>
+  void filter(const int16_t* const* rows, ptrdiff_t x, int16_t* out) const {
+    U16x16 sum[groups] = {};
     for (int32_t j = 0; j < kernel.size(); ++j) {
-      sum += load<U16x16>(rows[j] + x) * static_cast<uint16_t>(kernel[j]);
+      const int16_t* const samples = rows[j] + x;
+      const auto coefficient = static_cast<uint16_t>(kernel[j]);
+      for (int g = 0; g < groups; ++g) sum[g] += load<U16x16>(samples + lanes * g) * coefficient;
     }
-    const auto wrapped = reinterpret_cast<S16x16>(sum);
-    store(out, divides ? scaleFixedPoint(wrapped, factor) : wrapped);
+    for (int g = 0; g < groups; ++g) {
+      const auto wrapped = reinterpret_cast<S16x16>(sum[g]);
+      store(out + lanes * g, divides ? scaleFixedPoint(wrapped, factor) : wrapped);
+    }
   }
 
   int16_t tail(const int16_t* const* rows, ptrdiff_t x) const {
@@ -107,10 +124,16 @@ void filterRow(const Column& column, const int16_t* const* rows, typename Column
                ptrdiff_t samples) {
   const ptrdiff_t blocksEnd = samples - samples % Column::block;
   ptrdiff_t x = 0;
-  for (; x + lanes <= blocksEnd; x += lanes) column(rows, x, dst + x);
+  for (; x + 2 * lanes <= blocksEnd; x += 2 * lanes) {
+    column.template filter<2>(rows, x, dst + x);
+  }
+  if (x + lanes <= blocksEnd) {
+    column.template filter<1>(rows, x, dst + x);
+    x += lanes;
+  }
   if constexpr (Column::block < lanes) {
     if (x < blocksEnd && blocksEnd >= lanes) {
-      column(rows, blocksEnd - lanes, dst + blocksEnd - lanes);
+      column.template filter<1>(rows, blocksEnd - lanes, dst + blocksEnd - lanes);
     } else if (x < blocksEnd) {
       // A row shorter than the kernel's sixteen samples is filtered in a padded copy.
       int16_t padded[Column::taps][lanes] = {};
@@ -120,7 +143,7 @@ void filterRow(const Column& column, const int16_t* const* rows, typename Column
         paddedRows[j] = padded[j];
       }
       typename Column::Result results[lanes];
-      column(paddedRows, 0, results);
+      column.template filter<1>(paddedRows, 0, results);
       std::memcpy(dst, results, static_cast<size_t>(blocksEnd) * sizeof results[0]);
     }
   }
