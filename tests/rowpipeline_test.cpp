@@ -472,20 +472,13 @@ TEST(RowPipelineChecks, NullRowEndsTheRun) {
   });
 }
 
-TYPED_TEST(RowPipeline, SizesAreCheckedAndGrowWithThreads) {
+TYPED_TEST(RowPipeline, SizesAreChecked) {
   int32_t bytes = -1;
   EXPECT_EQ(nuvStatusNullPointer, TypeParam::size({0, 0}, 0, nullptr));
   EXPECT_EQ(nuvStatusBadSize, TypeParam::size({0, 1}, 1, &bytes));
   EXPECT_EQ(nuvStatusBadSize, TypeParam::size({1, 0}, 1, &bytes));
   EXPECT_EQ(nuvStatusBadSize, TypeParam::size({1, 1}, 0, &bytes));
   EXPECT_EQ(-1, bytes);
-  int32_t one = 0;
-  nuvSetNumThreads(1);
-  EXPECT_EQ(nuvStatusOk, TypeParam::size({640, 480}, 7, &one));
-  nuvSetNumThreads(3);
-  EXPECT_EQ(nuvStatusOk, TypeParam::size({640, 480}, 7, &bytes));
-  nuvSetNumThreads(0);
-  EXPECT_EQ(3 * one, bytes);
 }
 
 TEST(RowPipelineSizes, AreTheStatedBytes) {

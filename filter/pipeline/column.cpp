@@ -119,6 +119,7 @@ struct LowColumn {
   }
 };
 
+// A group that would pass the last whole block is moved back onto results that are there already.
 template <class Column>
 void filterRow(const Column& column, const int16_t* const* rows, typename Column::Result* dst,
                ptrdiff_t samples) {
@@ -135,7 +136,7 @@ void filterRow(const Column& column, const int16_t* const* rows, typename Column
     if (x < blocksEnd && blocksEnd >= lanes) {
       column.template filter<1>(rows, blocksEnd - lanes, dst + blocksEnd - lanes);
     } else if (x < blocksEnd) {
-      // A row shorter than the kernel's sixteen samples is filtered in a padded copy.
+      // The blocks of a row shorter than a group are filtered in a padded copy.
       int16_t padded[Column::taps][lanes] = {};
       const int16_t* paddedRows[Column::taps];
       for (int j = 0; j < Column::taps; ++j) {

@@ -191,7 +191,7 @@ struct LowEdge {
 // Floats: the sum in ascending order, fused in the interior and with separate products and sums in
 // the edge columns. Several vectors side by side hide the time of a step.
 template <int channels, int count, bool interior>
-struct Float {
+struct FloatSum {
   static constexpr int vectors = 4;
   static constexpr int lanes = 8 * vectors;
   Taps<float, count> kernel;
@@ -251,6 +251,8 @@ void filterThroughLine(const Call& call, const Kernel& kernel, const typename Ca
   }
 }
 
+// The interior lies in columns first..end-1; its first window begins with the row. A block that
+// would pass its end is moved back onto results that are there already.
 template <int channels, class Call, class Interior, class Edge>
 void filterRows(const Call& call, Scratch scratch, int32_t firstRow, int32_t rows,
                 const Interior& interior, const Edge& edge) {
@@ -350,8 +352,8 @@ void filterShare(const RowCall32f& call, Scratch scratch, int32_t firstRow, int3
   const int32_t size = call.kernelSize;
   withTapCount(size, [&](auto count) {
     filterRows<channels>(call, scratch, firstRow, rows,
-                         Float<channels, count, true>{{kernel, size}},
-                         Float<channels, 0, false>{{kernel, size}});
+                         FloatSum<channels, count, true>{{kernel, size}},
+                         FloatSum<channels, 0, false>{{kernel, size}});
   });
 }
 

@@ -43,14 +43,15 @@ extern "C" {
  * - `16s` interior, other lengths: four taps at a time in ascending order are summed exactly,
  *   converted to float and added to a float sum, the taps that are left one by one; times inv,
  *   rounded to nearest even, saturated.
- * - `16s` edge: the sum in float, times inv, clamped and **truncated toward zero**.
- * - `8u16s` interior: the exact sum (32 bits, wrapping), times inv in float, rounded to nearest
- *   even, saturated; divisor 1 with 3 taps saturates the sum itself. Edge: clamped and
- *   **truncated**.
- * - `Low_16s` interior: the sum modulo 2^16; with a divisor other than 1 it is multiplied by
- *   m = trunc(16384 / divisor), shifted right by 14 and saturated. Edge: the full sum of 32 bits,
- *   with a divisor times m and shifted right by 14 without sign, of which the low 16 bits are
- *   taken. Right while the sum fits 16 bits; a divisor of magnitude above 16384 gives 0.
+ * - `16s` edge: products and sums in float in ascending order, times inv, clamped and **truncated
+ *   toward zero**. With 3 taps instead the fused sum of the last two products, times inv, fused
+ * onto the first pixel times inv times its coefficient.
+ * - `8u16s` interior: the sum in 32 bits, converted to float, times inv, rounded to nearest even,
+ *   saturated. Edge: clamped and **truncated toward zero**.
+ * - `Low_16s` interior: the sum modulo 2^16; with a divisor other than 1 times m = trunc(16384 /
+ *   divisor), shifted right by 14 with its sign, saturated. Edge: the low 16 bits of the sum in 32
+ *   bits; with a divisor other than 1 times m, shifted right by 14. Only right while the true sum
+ *   fits 16 bits, which is the caller's duty; a divisor of magnitude above 16384 gives 0.
  * - `32f`: the sum in float in ascending order, fused in the interior, with separate products and
  *   sums in the edge columns.
  *
@@ -76,8 +77,8 @@ extern "C" {
  * - #nuvStatusStepNotElementMultiple `16s`, `Low_16s`, `32f`: a step that is no whole number of
  *   elements
  * - #nuvStatusBadArgument another border kind, then a divisor of zero
- * - #nuvStatusNullPointer a null result row met during the run; the rows before it are written
- *   (by a team, rows behind it too)
+ * - #nuvStatusNullPointer a null result row, met during the run: the rows before the first one are
+ *   written, and none behind it
  *
  * Rows are cut over the threads where width times height is at least 32768 for each thread; in
  * `16s_C1R` for more than 3 taps only, in `32f_C1R` with 3 or 5 taps only on more than one core.
@@ -176,15 +177,15 @@ NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_32f_C3R(NuviSize ro
  * another way. Blocks have 4 samples with 3 or 5 taps and 16 with any other number; in `Low_16s` 8
  * and 16. inv is the float quotient 1 / divisor.
  * - `16s`, `16s8u`, `16s8s` blocks: K[j] = inv * pKernel[j] in float. With 3 and 5 taps the middle
- *   product is rounded and the outer pairs are fused onto it, the wider pair last; where both
- *   coefficients of a pair are equal, its samples are added first. Other lengths: the first product
- *   is rounded and the others are fused onto it in ascending order. Rounded to nearest even and
- *   saturated, the 8-bit forms by way of 16 bits.
+ *   product is rounded and the outer pairs are fused onto it, the outermost first; where both
+ *   coefficients of a pair are equal, its samples are added before they multiply. Other lengths:
+ *   the first product is rounded and the others are fused onto it in ascending order. Rounded to
+ *   nearest even and saturated, the 8-bit forms by way of 16 bits.
  * - their tails: the sum of the products in float, times inv, clamped and **truncated toward
  * zero**.
  * - `Low_16s` blocks: as the interior of the row stage; tails: as its edge columns.
- * - `32f`: every sample alike, as the blocks of the integer forms but without a divisor,
- *   rounding and saturation, and without adding samples first.
+ * - `32f`: every sample alike. With 3 taps the middle product is rounded, other lengths begin with
+ *   the first one; the others are fused onto it in ascending order.
  *
  * @param ppSrc roiSize.height + kernelSize - 1 pointers to the source rows; they need not be
  * equally spaced, and may repeat
