@@ -72,6 +72,29 @@ template <class V>
 inline V maximum(V a, V b) {
   return a > b ? a : b;
 }
+#if NUV_AVX2
+// Against a constant, the compiler would not see one instruction in the comparison.
+inline F32x8 minimum(F32x8 a, F32x8 b) { return _mm256_min_ps(a, b); }
+inline F32x8 maximum(F32x8 a, F32x8 b) { return _mm256_max_ps(a, b); }
+#endif
+
+// Samples from memory of any alignment, each widened to the next larger integer type.
+inline S16x16 loadWidened(const uint8_t* from) {
+#if NUV_AVX2
+  return reinterpret_cast<S16x16>(
+      _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))));
+#else
+  return convert<S16x16>(load<U8x16>(from));
+#endif
+}
+inline S32x8 loadWidened(const int16_t* from) {
+#if NUV_AVX2
+  return reinterpret_cast<S32x8>(
+      _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))));
+#else
+  return convert<S32x8>(load<S16x8>(from));
+#endif
+}
 
 // a * b + c, rounded once in each lane.
 inline F32x8 fused(F32x8 a, F32x8 b, F32x8 c) {
