@@ -397,6 +397,22 @@ TEST(RowPipelineValues, InteriorRoundsAndEdgesTruncate) {
   EXPECT_EQ(0, std::memcmp(expected, dst, sizeof dst));
 }
 
+// Sums of bytes on both sides of 16 bits.
+TEST(RowPipelineValues, SumsOfBytesSaturate) {
+  const std::vector<uint8_t> src(40, 255);
+  std::vector<uint8_t> scratch(4096);
+  for (const int16_t middle : {126, 127, -126, -131}) {
+    const auto side = static_cast<int16_t>(middle < 0 ? -1 : 1);
+    const int16_t kernel[] = {side, middle, side};
+    int16_t dst[40];
+    int16_t* rows[] = {dst};
+    ASSERT_EQ(nuvStatusOk,
+              nuviFilterRowBorderPipeline_8u16s_C1R(src.data(), 40, rows, {40, 1}, kernel, 3, 1,
+                                                    nuvBorderReplicate, 0, 1, scratch.data()));
+    for (const int16_t value : dst) EXPECT_EQ(clamped(255.0 * (middle + 2 * side)), value);
+  }
+}
+
 TEST(RowPipelineChecks, FirstFailureInOrderAndNothingWritten) {
   int16_t src[16] = {}, dst[16];
   std::fill_n(dst, 16, int16_t{77});

@@ -141,6 +141,24 @@ struct ByteInterior {
   }
 };
 
+// The same for 3 and 5 taps whose sum cannot leave 16 bits, as those of derivatives and of light
+// smoothing: sums of half the width. 255 times the magnitude is 32640.
+constexpr float mostNarrowMagnitude = 128.0f;
+template <int channels, int count>
+struct NarrowByteInterior {
+  static constexpr int lanes = 16;
+  Taps<int16_t, count> kernel;
+  float inverse;
+
+  void operator()(const uint8_t* window, int16_t* out) const {
+    S16x16 sum = {};
+    for (int32_t j = 0; j < kernel.size(); ++j) {
+      sum += loadSamples(window + ptrdiff_t{channels} * j) * kernel[j];
+    }
+    store(out, inverse == 1.0f ? sum : roundScaled(toFloat(widen(sum)), inverse));
+  }
+};
+
 // Edge columns, 8-bit samples: as the interior, but clamped and truncated.
 template <int channels>
 struct ByteEdge {
@@ -285,6 +303,13 @@ void filterRows(const Call& call, Scratch scratch, int32_t firstRow, int32_t row
   }
 }
 
+// The sum of the coefficients' magnitudes.
+float magnitudeOf(const int16_t* kernel, int32_t size) {
+  float sum = 0.0f;
+  for (int32_t j = 0; j < size; ++j) sum += std::fabs(static_cast<float>(kernel[j]));
+  return sum;
+}
+
 // The arithmetic that a call's kernel takes, over a share of its rows.
 
 template <int channels>
@@ -292,8 +317,7 @@ void filterShare(const RowCall16s& call, Scratch scratch, int32_t firstRow, int3
   const int16_t* const kernel = call.pKernel;
   const int32_t size = call.kernelSize;
   const float inverse = inverseOf(call.divisor);
-  float magnitude = 0.0f;
-  for (int32_t j = 0; j < size; ++j) magnitude += std::fabs(static_cast<float>(kernel[j]));
+  const float magnitude = magnitudeOf(kernel, size);
   const bool hasLowest = std::find(kernel, kernel + size, INT16_MIN) != kernel + size;
 
   const FloatEdge<channels> edge = {{kernel, size}, inverse};
@@ -327,10 +351,19 @@ void filterShare(const RowCall8u16s& call, Scratch scratch, int32_t firstRow, in
   const int16_t* const kernel = call.pKernel;
   const int32_t size = call.kernelSize;
   const float inverse = inverseOf(call.divisor);
-  withTapCount(size, [&](auto count) {
-    filterRows<channels>(call, scratch, firstRow, rows,
-                         ByteInterior<channels, count>{{kernel, size}, inverse},
+  const bool isNarrow = magnitudeOf(kernel, size) <= mostNarrowMagnitude;
+  const auto run = [&](const auto& interior) {
+    filterRows<channels>(call, scratch, firstRow, rows, interior,
                          ByteEdge<channels>{{kernel, size}, inverse});
+  };
+  withTapCount(size, [&](auto count) {
+    if constexpr (count != 0) {
+      if (isNarrow) {
+        run(NarrowByteInterior<channels, count>{{kernel, size}, inverse});
+        return;
+      }
+    }
+    run(ByteInterior<channels, count>{{kernel, size}, inverse});
   });
 }
 

@@ -56,6 +56,9 @@ inline PairSums multiplyPairs(S16x16 first, S16x16 second, S32x8 coefficients) {
 #endif
 }
 
+inline PairSums widen(S16x16 samples) {
+  return multiplyPairs(samples, S16x16{}, coefficientPair(1));
+}
 inline PairFloats toFloat(PairSums sums) {
   return {convert<F32x8>(reinterpret_cast<S32x8>(sums.low)),
           convert<F32x8>(reinterpret_cast<S32x8>(sums.high))};
