@@ -1,6 +1,7 @@
 /**
  * @file
- * Linear filters: the row and column stages of separable filters.
+ * Linear filters: the row and column stages of separable filters, and ready-made derivative and
+ * smoothing filters with a border.
  *
  * Kernels are never mirrored: coefficient j multiplies the pixel at offset j minus the anchor, a
  * correlation. Each channel of a `C3R` image is filtered by itself.
@@ -299,6 +300,325 @@ NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_32f_C1R(NuviSize roiSi
 NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_32f_C3R(NuviSize roiSize,
                                                                   int32_t kernelSize,
                                                                   int32_t* pBufferSize);
+/** @} */
+
+/**
+ * @name Derivative and smoothing filters with a border
+ *
+ * Filter a region with a fixed mask of 3x3 or 5x5. The result at a pixel is the sum over the mask
+ * of rowShape[i] * columnShape[j] * pixel(x + i - c, y + j - c), c half the mask size; no mask is
+ * mirrored.
+ *
+ * | filter           | 3x3: row, column  | 5x5: row, column           | meaning              |
+ * |------------------|-------------------|----------------------------|----------------------|
+ * | SobelHoriz       | 1 2 1, -1 0 1     | 1 4 6 4 1, -1 -2 0 2 1     | below minus above    |
+ * | SobelVert        | 1 0 -1, 1 2 1     | 1 2 0 -2 -1, 1 4 6 4 1     | left minus right     |
+ * | SobelNegVert     | SobelVert negated | SobelVert negated          | right minus left     |
+ * | SobelHorizSecond | 1 2 1, 1 -2 1     | 1 4 6 4 1, 1 0 -2 0 1      | second, along y      |
+ * | SobelVertSecond  | 1 -2 1, 1 2 1     | 1 0 -2 0 1, 1 4 6 4 1      | second, along x      |
+ * | SobelCross       | 1 0 -1, -1 0 1    | 1 2 0 -2 -1, -1 -2 0 2 1   | mixed                |
+ * | ScharrHoriz      | 3 10 3, -1 0 1    | none                       | below minus above    |
+ * | ScharrVert       | -1 0 1, 3 10 3    | none                       | **right minus left** |
+ * | Lowpass          | 1 1 1, 1 1 1      | 1 1 1 1 1, 1 1 1 1 1       | mean                 |
+ *
+ * Laplacian is 2 0 2 / 0 -8 0 / 2 0 2 for 3x3, and the sum of SobelHorizSecond and SobelVertSecond
+ * for 5x5.
+ *
+ * The pixels around the region follow the border model. The four flags, alone or together, tell
+ * sides where they are read from memory; #nuvBorderInMemory tells all four. A row above or below
+ * that #nuvBorderConstant makes up is constant in its corners too.
+ *
+ * - `8u16s`: the exact sum.
+ * - `8u8s`: the sum in float times the float 1 / divisor, saturated; rounded to nearest even in
+ *   whole blocks of 8 columns, **truncated toward zero** in the columns behind the last of them.
+ * - `32f`: single precision throughout, rows first; the columns' sums are fused.
+ * - Lowpass `8u`: ((sum + 5) * 7280) >> 16 for 3x3, (sum * 2621) >> 16 for 5x5, so a flat area of
+ *   255 stays 255 and becomes 254. Lowpass `32f`: the sum times the float nearest 1/9 or 1/25.
+ *
+ * After I. Sobel and G. Feldman, "A 3x3 Isotropic Gradient Operator for Image Processing", 1968;
+ * H. Scharr, "Optimale Operatoren in der Digitalen Bildverarbeitung", 2000.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result; no source
+ * @param dstStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param maskSize #nuvMask3x3 or #nuvMask5x5
+ * @param borderType a border kind with flags
+ * @param borderValue the pixel of #nuvBorderConstant
+ * @param divisor what `8u8s` sums are divided by, not 0
+ * @param pBuffer scratch of the size that the size function of the same form reports, at any
+ *        address
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or buffer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple a step that is no whole number of elements
+ * - #nuvStatusBadArgument another border kind, or bits above it without one of the four flags
+ * - #nuvStatusBadArgument a divisor of zero
+ * - #nuvStatusBadMask another mask size
+ *
+ * Rows are cut over the threads, at least 128 for each, from 256 rows of 256 pixels on if there are
+ * 5 rows for each thread and more than one core. The result does not depend on the cut.
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterSobelHorizBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                         int16_t* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviMaskSize maskSize,
+                                                         NuviBorderType borderType,
+                                                         uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelHorizBorder_8u8s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        int8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviMaskSize maskSize,
+                                                        NuviBorderType borderType,
+                                                        uint8_t borderValue, int32_t divisor,
+                                                        uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelHorizBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                       float* pDst, int32_t dstStep,
+                                                       NuviSize roiSize, NuviMaskSize maskSize,
+                                                       NuviBorderType borderType, float borderValue,
+                                                       uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelVertBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        int16_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviMaskSize maskSize,
+                                                        NuviBorderType borderType,
+                                                        uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelVertBorder_8u8s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                       int8_t* pDst, int32_t dstStep,
+                                                       NuviSize roiSize, NuviMaskSize maskSize,
+                                                       NuviBorderType borderType,
+                                                       uint8_t borderValue, int32_t divisor,
+                                                       uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelVertBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                      float* pDst, int32_t dstStep,
+                                                      NuviSize roiSize, NuviMaskSize maskSize,
+                                                      NuviBorderType borderType, float borderValue,
+                                                      uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelNegVertBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                           int16_t* pDst, int32_t dstStep,
+                                                           NuviSize roiSize, NuviMaskSize maskSize,
+                                                           NuviBorderType borderType,
+                                                           uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelNegVertBorder_8u8s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                          int8_t* pDst, int32_t dstStep,
+                                                          NuviSize roiSize, NuviMaskSize maskSize,
+                                                          NuviBorderType borderType,
+                                                          uint8_t borderValue, int32_t divisor,
+                                                          uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelNegVertBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                         float* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviMaskSize maskSize,
+                                                         NuviBorderType borderType,
+                                                         float borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelHorizSecondBorder_8u16s_C1R(
+    const uint8_t* pSrc, int32_t srcStep, int16_t* pDst, int32_t dstStep, NuviSize roiSize,
+    NuviMaskSize maskSize, NuviBorderType borderType, uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelHorizSecondBorder_8u8s_C1R(
+    const uint8_t* pSrc, int32_t srcStep, int8_t* pDst, int32_t dstStep, NuviSize roiSize,
+    NuviMaskSize maskSize, NuviBorderType borderType, uint8_t borderValue, int32_t divisor,
+    uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelHorizSecondBorder_32f_C1R(
+    const float* pSrc, int32_t srcStep, float* pDst, int32_t dstStep, NuviSize roiSize,
+    NuviMaskSize maskSize, NuviBorderType borderType, float borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelVertSecondBorder_8u16s_C1R(
+    const uint8_t* pSrc, int32_t srcStep, int16_t* pDst, int32_t dstStep, NuviSize roiSize,
+    NuviMaskSize maskSize, NuviBorderType borderType, uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelVertSecondBorder_8u8s_C1R(
+    const uint8_t* pSrc, int32_t srcStep, int8_t* pDst, int32_t dstStep, NuviSize roiSize,
+    NuviMaskSize maskSize, NuviBorderType borderType, uint8_t borderValue, int32_t divisor,
+    uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelVertSecondBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                            float* pDst, int32_t dstStep,
+                                                            NuviSize roiSize, NuviMaskSize maskSize,
+                                                            NuviBorderType borderType,
+                                                            float borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelCrossBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                         int16_t* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviMaskSize maskSize,
+                                                         NuviBorderType borderType,
+                                                         uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelCrossBorder_8u8s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        int8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviMaskSize maskSize,
+                                                        NuviBorderType borderType,
+                                                        uint8_t borderValue, int32_t divisor,
+                                                        uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterSobelCrossBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                       float* pDst, int32_t dstStep,
+                                                       NuviSize roiSize, NuviMaskSize maskSize,
+                                                       NuviBorderType borderType, float borderValue,
+                                                       uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterScharrHorizBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                          int16_t* pDst, int32_t dstStep,
+                                                          NuviSize roiSize,
+                                                          NuviBorderType borderType,
+                                                          uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterScharrHorizBorder_8u8s_C1R(
+    const uint8_t* pSrc, int32_t srcStep, int8_t* pDst, int32_t dstStep, NuviSize roiSize,
+    NuviBorderType borderType, uint8_t borderValue, int32_t divisor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterScharrHorizBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                        float* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviBorderType borderType,
+                                                        float borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterScharrVertBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                         int16_t* pDst, int32_t dstStep,
+                                                         NuviSize roiSize,
+                                                         NuviBorderType borderType,
+                                                         uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterScharrVertBorder_8u8s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        int8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviBorderType borderType,
+                                                        uint8_t borderValue, int32_t divisor,
+                                                        uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterScharrVertBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                       float* pDst, int32_t dstStep,
+                                                       NuviSize roiSize, NuviBorderType borderType,
+                                                       float borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterLaplacianBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        int16_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviMaskSize maskSize,
+                                                        NuviBorderType borderType,
+                                                        uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterLaplacianBorder_8u8s_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                       int8_t* pDst, int32_t dstStep,
+                                                       NuviSize roiSize, NuviMaskSize maskSize,
+                                                       NuviBorderType borderType,
+                                                       uint8_t borderValue, int32_t divisor,
+                                                       uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterLaplacianBorder_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                      float* pDst, int32_t dstStep,
+                                                      NuviSize roiSize, NuviMaskSize maskSize,
+                                                      NuviBorderType borderType, float borderValue,
+                                                      uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterLowpassBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviMaskSize maskSize, NuviBorderType borderType,
+                                                   uint8_t borderValue, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterLowpassBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                    int32_t dstStep, NuviSize roiSize,
+                                                    NuviMaskSize maskSize,
+                                                    NuviBorderType borderType, float borderValue,
+                                                    uint8_t* pBuffer);
+/** @} */
+
+/**
+ * @name Scratch size of a filter with a border
+ *
+ * Writes the number of bytes that the filter of the same form needs.
+ *
+ * @param roiSize the region in pixels
+ * @param maskSize #nuvMask3x3 or #nuvMask5x5
+ * @param pBufferSize receives the size; it grows with the configured number of threads
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pBufferSize`
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadMask another mask size
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterSobelHorizGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                NuviMaskSize maskSize,
+                                                                int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelHorizGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                               NuviMaskSize maskSize,
+                                                               int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelHorizGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                              NuviMaskSize maskSize,
+                                                              int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelVertGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                               NuviMaskSize maskSize,
+                                                               int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelVertGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                              NuviMaskSize maskSize,
+                                                              int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelVertGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                             NuviMaskSize maskSize,
+                                                             int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelNegVertGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                  NuviMaskSize maskSize,
+                                                                  int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelNegVertGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                                 NuviMaskSize maskSize,
+                                                                 int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelNegVertGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                                NuviMaskSize maskSize,
+                                                                int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelHorizSecondGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                      NuviMaskSize maskSize,
+                                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelHorizSecondGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                                     NuviMaskSize maskSize,
+                                                                     int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelHorizSecondGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                                    NuviMaskSize maskSize,
+                                                                    int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelVertSecondGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                     NuviMaskSize maskSize,
+                                                                     int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelVertSecondGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                                    NuviMaskSize maskSize,
+                                                                    int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelVertSecondGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                                   NuviMaskSize maskSize,
+                                                                   int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelCrossGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                NuviMaskSize maskSize,
+                                                                int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelCrossGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                               NuviMaskSize maskSize,
+                                                               int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterSobelCrossGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                              NuviMaskSize maskSize,
+                                                              int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterScharrHorizGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                 int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterScharrHorizGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                                int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterScharrHorizGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                               int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterScharrVertGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                                int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterScharrVertGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                               int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterScharrVertGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                              int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterLaplacianGetBufferSize_8u16s_C1R(NuviSize roiSize,
+                                                               NuviMaskSize maskSize,
+                                                               int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterLaplacianGetBufferSize_8u8s_C1R(NuviSize roiSize,
+                                                              NuviMaskSize maskSize,
+                                                              int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterLaplacianGetBufferSize_32f_C1R(NuviSize roiSize,
+                                                             NuviMaskSize maskSize,
+                                                             int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterLowpassGetBufferSize_8u_C1R(NuviSize roiSize, NuviMaskSize maskSize,
+                                                          int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterLowpassGetBufferSize_32f_C1R(NuviSize roiSize, NuviMaskSize maskSize,
+                                                           int32_t* pBufferSize);
+/** @} */
+
+/**
+ * @name Sobel kernels
+ *
+ * Fill in the coefficients of (1 + z)^(n - 1 - d) * (z - 1)^d, n being `kernelSize` and d `order`,
+ * with coefficient j that of z^j: -1 0 1 for size 3 and order 1, -1 -2 0 2 1 for size 5. 16-bit
+ * coefficients that do not fit wrap.
+ *
+ * @param pDst receives `kernelSize` coefficients
+ * @param kernelSize their number, odd
+ * @param order order of the derivative, 0 to kernelSize - 1
+ * @param sign negative: all coefficients are negated
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pDst`
+ * - #nuvStatusBadSize a `kernelSize` below 1 or even, or an `order` outside its range
+ * @{
+ */
+NUVCV_API NuvStatus nuviGenSobelKernel_16s(int16_t* pDst, int32_t kernelSize, int32_t order,
+                                           int32_t sign);
+NUVCV_API NuvStatus nuviGenSobelKernel_32f(float* pDst, int32_t kernelSize, int32_t order,
+                                           int32_t sign);
 /** @} */
 
 #ifdef __cplusplus
