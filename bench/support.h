@@ -64,11 +64,11 @@ void run(benchmark::State& state, int32_t threads, Call&& call) {
       yardstick, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-// Registers a benchmark under `name` with one thread and `name/threads` with all.
+// Registers a benchmark under `name` with one thread, told in the thread's own time, and under
+// `name/threads` with all threads, told in real time.
 template <class Body>
 void add(const char* name, Body body) {
   benchmark::RegisterBenchmark(name, [=](benchmark::State& state) { body(state, 1); })
-      ->UseRealTime()
       ->Unit(benchmark::kMicrosecond);
   benchmark::RegisterBenchmark((std::string(name) + "/threads").c_str(),
                                [=](benchmark::State& state) { body(state, 0); })
