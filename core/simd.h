@@ -52,10 +52,10 @@ inline void store(void* to, V value) {
   std::memcpy(to, &value, sizeof value);
 }
 
-// All lanes the same.
+// All lanes the same. (A sum with zero would turn -0.0 into +0.0.)
 template <class V, class T>
 inline V broadcast(T value) {
-  return V{} + value;
+  return value - V{};
 }
 
 // Lane-wise conversion, as static_cast does it.
