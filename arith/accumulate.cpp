@@ -4,6 +4,7 @@
 #include "core/check.h"
 #include "core/image.h"
 #include "core/parallel.h"
+#include "core/simd.h"
 #include "nuvcv/arith.h"
 
 namespace nuv {
@@ -13,29 +14,51 @@ constexpr int32_t parallelArea = 0x40000;
 
 // An operation tells the new value of the accumulator element d from one or two source elements.
 // The masked forms multiply by a weight that is +0.0 where the mask is zero. They round a product
-// of sources before the weight is applied, where the unmasked forms round once.
+// of sources before the weight is applied, where the unmasked forms round once. F is a float or a
+// vector of them.
 struct Add {
   static constexpr float weight = 1.0f;
-  float plain(float s, float, float d) const { return d + s; }
-  float masked(float s, float, float m, float d) const { return fused(s, m, d); }
+  template <class F>
+  F plain(F s, F, F d) const {
+    return d + s;
+  }
+  template <class F>
+  F masked(F s, F, F m, F d) const {
+    return fused(s, m, d);
+  }
 };
 
 struct AddProduct {
   static constexpr float weight = 1.0f;
-  float plain(float s1, float s2, float d) const { return fused(s1, s2, d); }
-  float masked(float s1, float s2, float m, float d) const { return fused(s1 * s2, m, d); }
+  template <class F>
+  F plain(F s1, F s2, F d) const {
+    return fused(s1, s2, d);
+  }
+  template <class F>
+  F masked(F s1, F s2, F m, F d) const {
+    return fused(s1 * s2, m, d);
+  }
 };
 
 struct AddWeighted {
   float weight;
-  float plain(float s, float, float d) const { return fused(s - d, weight, d); }
-  float masked(float s, float, float m, float d) const { return fused(s - d, m, d); }
+  template <class F>
+  F plain(F s, F, F d) const {
+    return fused(s - d, broadcast<F>(weight), d);
+  }
+  template <class F>
+  F masked(F s, F, F m, F d) const {
+    return fused(s - d, m, d);
+  }
 };
 
 template <class Operation, class T>
 void accumulateRow(Operation operation, const T* src1, const T* src2, float* acc, ptrdiff_t width) {
-  NUV_IVDEP
-  for (ptrdiff_t x = 0; x < width; ++x) {
+  ptrdiff_t x = 0;
+  for (; x + 8 <= width; x += 8) {
+    store(acc + x, operation.plain(loadAs32f(src1 + x), loadAs32f(src2 + x), loadAs32f(acc + x)));
+  }
+  for (; x < width; ++x) {
     acc[x] = operation.plain(static_cast<float>(src1[x]), static_cast<float>(src2[x]), acc[x]);
   }
 }
@@ -43,8 +66,14 @@ void accumulateRow(Operation operation, const T* src1, const T* src2, float* acc
 template <class Operation, class T>
 void accumulateMaskedRow(Operation operation, const T* src1, const T* src2, const uint8_t* mask,
                          float* acc, ptrdiff_t width) {
-  NUV_IVDEP
-  for (ptrdiff_t x = 0; x < width; ++x) {
+  const F32x8 weights = broadcast<F32x8>(operation.weight);
+  ptrdiff_t x = 0;
+  for (; x + 8 <= width; x += 8) {
+    const F32x8 weight = selectOrZero(loadAs32s(mask + x) != 0, weights);
+    store(acc + x,
+          operation.masked(loadAs32f(src1 + x), loadAs32f(src2 + x), weight, loadAs32f(acc + x)));
+  }
+  for (; x < width; ++x) {
     const float weight = mask[x] != 0 ? operation.weight : 0.0f;
     acc[x] =
         operation.masked(static_cast<float>(src1[x]), static_cast<float>(src2[x]), weight, acc[x]);
