@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "core/check.h"
 #include "core/image.h"
 #include "core/simd.h"
 #include "nuvcv/stats.h"
 #include "stats/gate.h"
+#include "stats/select.h"
 
 namespace nuv {
 namespace {
@@ -39,63 +41,54 @@ struct Region {
 
 // ---- integers
 
-// Pixels that are reduced at a time: their sums fit 32 bits, squares of 8 bits too.
-constexpr ptrdiff_t chunkWidth = 2048;
+// The sum of up to a chunk of pixels side by side.
+template <class T>
+int32_t sumOf(const T* pixels, ptrdiff_t width) {
+  int32_t sum = 0;
+  ptrdiff_t x = 0;
+#if NUV_AVX2
+  if constexpr (sizeof(T) == 1) {
+    // Sums of absolute differences from zero, or from the least value of a signed type.
+    const __m256i least = _mm256_set1_epi8(std::numeric_limits<T>::min());
+    __m256i sums = _mm256_setzero_si256();
+    for (; x + 32 <= width; x += 32) {
+      const auto values = reinterpret_cast<__m256i>(load<U8x32>(pixels + x));
+      sums = _mm256_add_epi64(
+          sums, _mm256_sad_epu8(_mm256_xor_si256(values, least), _mm256_setzero_si256()));
+    }
+    const auto lanes = reinterpret_cast<Vector<int64_t, 4>>(sums);
+    sum = static_cast<int32_t>((lanes[0] + lanes[2]) + (lanes[1] + lanes[3]) +
+                               x * std::numeric_limits<T>::min());
+  }
+#endif
+  for (; x < width; ++x) sum += pixels[x];
+  return sum;
+}
 
-// The exact sums of up to a chunk of pixels side by side.
-template <bool squares, class T>
-Sums chunkSums(const T* pixels, ptrdiff_t width) {
+// The sum of their squares.
+template <class T>
+double squaresOf(const T* pixels, ptrdiff_t width) {
   using Factor = std::conditional_t<sizeof(T) == 1, int16_t, uint64_t>;
   using Square = std::conditional_t<sizeof(T) == 1, int32_t, uint64_t>;
-  int32_t sum = 0;
-  Square sumOfSquares = 0;
+  Square sum = 0;
   for (ptrdiff_t x = 0; x < width; ++x) {
-    sum += pixels[x];
     const auto factor = static_cast<Factor>(pixels[x]);
-    if (squares) sumOfSquares += Square{factor} * Square{factor};
+    sum += Square{factor} * Square{factor};
   }
-  return {static_cast<double>(sum), static_cast<double>(sumOfSquares), 0};
-}
-
-// How many of up to a chunk of mask elements are set. Lanes of 8 bits hold what they count, since a
-// chunk has no more than 64 blocks.
-int32_t countSelected(const uint8_t* mask, ptrdiff_t width) {
-  static_assert(chunkWidth / 32 <= 255);
-  U8x32 lanes{};
-  ptrdiff_t x = 0;
-  for (; x + 32 <= width; x += 32) {
-    lanes -= reinterpret_cast<U8x32>(load<U8x32>(mask + x) != 0);
-  }
-  int32_t selected = 0;
-  for (int lane = 0; lane < 32; ++lane) selected += lanes[lane];
-  for (; x < width; ++x) selected += mask[x] != 0;
-  return selected;
-}
-
-// Collects one channel's pixels side by side, 0 where the mask is 0. Returns how many count.
-template <int stride, bool masked, class T>
-int32_t collect(const T* row, const uint8_t* mask, ptrdiff_t width, T* pixels) {
-  for (ptrdiff_t x = 0; x < width; ++x) {
-    const T value = row[x * stride];
-    pixels[x] = !masked || mask[x] != 0 ? value : T{0};
-  }
-  return masked ? countSelected(mask, width) : static_cast<int32_t>(width);
+  return static_cast<double>(sum);
 }
 
 template <int stride, bool masked, bool squares, class T>
 Sums rowSums(const T* row, const uint8_t* mask, ptrdiff_t width) {
   Sums sums;
   for (ptrdiff_t x = 0; x < width; x += chunkWidth) {
-    const ptrdiff_t count = width - x < chunkWidth ? width - x : chunkWidth;
-    if constexpr (stride == 1 && !masked) {
-      sums.add(chunkSums<squares>(row + x, count));
-      sums.count += static_cast<int32_t>(count);
-    } else {
-      T pixels[chunkWidth];
-      sums.count +=
-          collect<stride, masked>(row + x * stride, masked ? mask + x : nullptr, count, pixels);
-      sums.add(chunkSums<squares>(pixels, count));
-    }
+    const ptrdiff_t count = std::min(width - x, chunkWidth);
+    const uint8_t* const selected = masked ? mask + x : nullptr;
+    T buffer[chunkWidth];
+    const T* const pixels = collect<stride>(row + x * stride, selected, T{0}, count, buffer);
+    sums.sum += sumOf(pixels, count);
+    if (squares) sums.squares += squaresOf(pixels, count);
+    sums.count += masked ? countSelected(selected, count) : static_cast<int32_t>(count);
   }
   return sums;
 }

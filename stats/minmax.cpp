@@ -1,6 +1,7 @@
 // Smallest and largest pixel of a region, with their places: first the extrema of the rows and the
 // rows where they were first reached, then one search for the column in each of the two rows.
 
+#include <algorithm>
 #include <limits>
 
 #include "core/check.h"
@@ -8,6 +9,7 @@
 #include "core/parallel.h"
 #include "core/simd.h"
 #include "nuvcv/stats.h"
+#include "stats/select.h"
 
 namespace nuv {
 namespace {
@@ -51,15 +53,21 @@ Range<T> rowRange(const T* row, ptrdiff_t width) {
   return range;
 }
 
+// Where the mask is 0, a value takes part that is never better.
 template <int stride, class T>
 Range<T> maskedRowRange(const T* row, const uint8_t* mask, ptrdiff_t width) {
   Range<T> range;
-  for (ptrdiff_t x = 0; x < width; ++x) {
-    const T value = pixelAt<stride>(row, x);
-    const T low = mask[x] != 0 ? value : aboveAll<T>();
-    const T high = mask[x] != 0 ? value : belowAll<T>();
-    range.smallest = low < range.smallest ? low : range.smallest;
-    range.largest = high > range.largest ? high : range.largest;
+  for (ptrdiff_t x = 0; x < width; x += chunkWidth) {
+    const ptrdiff_t count = std::min(width - x, chunkWidth);
+    T buffer[chunkWidth];
+    const T* pixels = collect<stride>(row + x * stride, mask + x, aboveAll<T>(), count, buffer);
+    for (ptrdiff_t i = 0; i < count; ++i) {
+      range.smallest = pixels[i] < range.smallest ? pixels[i] : range.smallest;
+    }
+    pixels = collect<stride>(row + x * stride, mask + x, belowAll<T>(), count, buffer);
+    for (ptrdiff_t i = 0; i < count; ++i) {
+      range.largest = pixels[i] > range.largest ? pixels[i] : range.largest;
+    }
   }
   return range;
 }

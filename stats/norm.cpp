@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <limits>
 
 #include "core/check.h"
 #include "core/image.h"
 #include "core/simd.h"
 #include "nuvcv/stats.h"
 #include "stats/gate.h"
+#include "stats/select.h"
 
 namespace nuv {
 namespace {
@@ -18,55 +21,37 @@ enum class Kind { inf, l1, l2 };
 
 // ---- integers
 
-// Pixels that are reduced at a time: sums of 16-bit magnitudes and of 8-bit squares fit 32 bits.
-constexpr ptrdiff_t chunkWidth = 4096;
-
-// What a term is formed of: an 8-bit or 16-bit difference fits the next wider signed type.
-template <class T>
-using Wide = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
-
-// The term of a pixel: a - b in the norm of a difference, a alone otherwise, 0 under a zero mask.
-template <bool difference, int stride, class T>
-inline Wide<T> termAt(const T* a, const T* b, const uint8_t* mask, ptrdiff_t x) {
-  const auto first = static_cast<Wide<T>>(a[x * stride]);
-  const auto second = static_cast<Wide<T>>(difference ? b[x * stride] : T{0});
-  const auto term = static_cast<Wide<T>>(first - second);
-  return mask[x] != 0 ? term : Wide<T>{0};
-}
-
-template <Kind kind, bool difference, int stride, class T>
-double chunkNorm(const T* a, const T* b, const uint8_t* mask, ptrdiff_t width) {
+// The norm of up to a chunk of differences of pixels side by side, before the final root. A
+// magnitude fits the unsigned type of the pixels, a difference the next wider signed type.
+template <Kind kind, class T>
+double chunkNorm(const T* a, const T* b, ptrdiff_t width) {
   if constexpr (kind == Kind::inf) {
-    Wide<T> most = 0;
+    using Magnitude = std::make_unsigned_t<T>;
+    Magnitude most = 0;
     for (ptrdiff_t x = 0; x < width; ++x) {
-      const Wide<T> term = termAt<difference, stride>(a, b, mask, x);
-      const auto magnitude = static_cast<Wide<T>>(term < 0 ? -term : term);
+      const auto magnitude = static_cast<Magnitude>(a[x] > b[x] ? a[x] - b[x] : b[x] - a[x]);
       most = magnitude > most ? magnitude : most;
     }
     return most;
   } else if constexpr (kind == Kind::l1) {
     int32_t sum = 0;
-    for (ptrdiff_t x = 0; x < width; ++x) {
-      const Wide<T> term = termAt<difference, stride>(a, b, mask, x);
-      sum += term < 0 ? -term : term;
-    }
-    return sum;
-  } else if constexpr (sizeof(T) == 1) {
-    int32_t sum = 0;
-    for (ptrdiff_t x = 0; x < width; ++x) {
-      const int16_t term = termAt<difference, stride>(a, b, mask, x);
-      sum += int32_t{term} * int32_t{term};
-    }
+    for (ptrdiff_t x = 0; x < width; ++x) sum += std::abs(a[x] - b[x]);
     return sum;
   } else {
-    uint64_t sum = 0;
+    using Difference = std::conditional_t<sizeof(T) == 1, int16_t, int64_t>;
+    using Square = std::conditional_t<sizeof(T) == 1, int32_t, int64_t>;
+    Square sum = 0;
     for (ptrdiff_t x = 0; x < width; ++x) {
-      const int64_t term = termAt<difference, stride>(a, b, mask, x);
-      sum += static_cast<uint64_t>(term * term);
+      const auto difference = static_cast<Difference>(a[x] - b[x]);
+      sum += Square{difference} * Square{difference};
     }
     return static_cast<double>(sum);
   }
 }
+
+// What the pixels of one image alone are a difference to.
+template <class T>
+constexpr T zeros[chunkWidth] = {};
 
 // Joins the norms of parts before the final root.
 template <Kind kind>
@@ -74,14 +59,19 @@ inline double joined(double a, double b) {
   return kind == Kind::inf ? std::max(a, b) : a + b;
 }
 
+// Pixels under a zero mask are 0 in both images.
 template <Kind kind, bool difference, int stride, class T>
 double rowNorm(const T* a, const T* b, const uint8_t* mask, ptrdiff_t width) {
   double norm = 0.0;
   for (ptrdiff_t x = 0; x < width; x += chunkWidth) {
-    const double part =
-        chunkNorm<kind, difference, stride>(a + x * stride, difference ? b + x * stride : nullptr,
-                                            mask + x, std::min(width - x, chunkWidth));
-    norm = joined<kind>(norm, part);
+    const ptrdiff_t count = std::min(width - x, chunkWidth);
+    T firstBuffer[chunkWidth], secondBuffer[chunkWidth];
+    const T* const first = collect<stride>(a + x * stride, mask + x, T{0}, count, firstBuffer);
+    const T* second = zeros<T>;
+    if constexpr (difference) {
+      second = collect<stride>(b + x * stride, mask + x, T{0}, count, secondBuffer);
+    }
+    norm = joined<kind>(norm, chunkNorm<kind>(first, second, count));
   }
   return norm;
 }
