@@ -151,21 +151,21 @@ TYPED_TEST(Canny, LinksLongChainsAlsoWithWideCoordinates) {
 // Directions at the very bounds, where a product in single and one in double precision may differ.
 TYPED_TEST(Canny, DirectionBoundsInBlocksAndBehindThem) {
   using T = TypeParam;
-  const NuviSize size = {7, 13000};
+  const NuviSize size = {23, 13000};
   TestImage<T> dx(size), dy(size);
   std::mt19937 random(3);
   for (const bool steep : {true, false}) {
     for (TestImage<T>* const image : {&dx, &dy}) image->fill([] { return 0; });
     for (int32_t y = 1; y + 1 < size.height; y += 2) {
-      // A neighbour along the direction in question is greater: only another one survives.
-      for (const int32_t x : {1, 5}) {
-        float ax = static_cast<float>(y), ay = std::round(ax * (steep ? 2.4142137f : 0.41421357f));
-        if constexpr (std::is_same_v<T, float>) {
-          ax += static_cast<float>(random()) * 1e-10f;
-          ay = std::nextafter(ax * (steep ? 2.4142137f : 0.41421357f), random() % 3 == 0   ? 0.0f
-                                                                       : random() % 2 == 0 ? 1e9f
-                                                                                           : ax);
-        }
+      // The pixel survives unless its direction is the one in question, where a neighbour is
+      // greater.
+      for (const int32_t x : {1, 17, 22}) {
+        float ax = static_cast<float>(y);
+        if (std::is_same_v<T, float>) ax += static_cast<float>(random()) * 1e-10f;
+        const float bound = ax * (steep ? 2.4142137f : 0.41421357f);
+        const float toward[] = {0, bound, INFINITY};
+        const float ay = std::is_same_v<T, float> ? std::nextafter(bound, toward[random() % 3])
+                                                  : std::round(bound);
         dx.at(x, y) = static_cast<T>(ax);
         dy.at(x, y) = static_cast<T>(ay);
         (steep ? dy.at(x, y - 1) : dx.at(x - 1, y)) = 32767;
@@ -194,8 +194,11 @@ TEST(CannyValues, TiesThresholdsAndSaturation) {
   EXPECT_EQ((Row{255, 255}), edgesOfRow<float>({0, 0}, {5, 6}, 5, 5));
   EXPECT_EQ((Row{0, 0}), edgesOfRow<float>({0, 0}, {5, 5}, 5, 5));
   // -32768 twice saturates to 65535 in a whole block of 8 and is 65536 behind it.
-  const std::vector<int16_t> least = {0, -32768, 0, 0, 0, 0, 0, 0, 0, -32768};
-  EXPECT_EQ((Row{0, 0, 0, 0, 0, 0, 0, 0, 0, 255}), edgesOfRow<int16_t>(least, least, 0, 65535));
+  std::vector<int16_t> least(14);
+  Row behind(14);
+  for (const size_t x : {1, 9, 13}) least[x] = -32768;
+  for (const size_t x : {9, 13}) behind[x] = 255;
+  EXPECT_EQ(behind, edgesOfRow<int16_t>(least, least, 0, 65535));
 }
 
 TEST(CannyChecks, SizeReport) {
