@@ -130,7 +130,7 @@ void filterShare(const Filter<Source, Sample, Result>& filter, const FilterSourc
                  float inverse) {
   constexpr ptrdiff_t margin = 32 / sizeof(Source);
   constexpr int32_t mostTaps = 5;
-  const ptrdiff_t pitch = alignUp<ptrdiff_t>(src.size.width, 16);
+  const ptrdiff_t pitch = alignUp<ptrdiff_t>(src.size.width, 32);
   const int32_t taps = filter.taps;
   const int32_t reach = taps / 2;
   Source* const line = scratch.take<Source>(pitch + 2 * margin, 32) + margin;
