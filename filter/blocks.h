@@ -9,7 +9,6 @@
 
 namespace nuv {
 
-using F32x8 = Vector<float, 8>;
 // Thirty-two bytes, or sums of them in 16 bits, which are exact: those of the even columns and
 // those of the odd ones apart. A mask and a shift split bytes this way, where widening them in
 // order would shuffle every load, and bytes come together again as easily.
@@ -25,21 +24,19 @@ inline ByteBlock operator*(ByteBlock a, int factor) {
   return {a.even * narrow, a.odd * narrow};
 }
 
-// The block of each kind of sample, and its number of columns.
+// The block of each kind of sample.
 template <class Sample>
 struct BlockOf;
 template <>
 struct BlockOf<int16_t> {
   using type = ByteBlock;
+  static constexpr ptrdiff_t columns = 32;
 };
 template <>
 struct BlockOf<float> {
   using type = F32x8;
+  static constexpr ptrdiff_t columns = 8;
 };
-template <class Sample>
-using Block = typename BlockOf<Sample>::type;
-template <class Sample>
-constexpr ptrdiff_t blockColumns = static_cast<ptrdiff_t>(sizeof(Block<Sample>) / sizeof(Sample));
 
 // A block of a ring row, from memory of any alignment, and back.
 inline void load(const int16_t* from, ByteBlock& block) {
@@ -51,9 +48,9 @@ inline void store(int16_t* to, ByteBlock block) {
   store(to + 16, block.odd);
 }
 
-// The block of pixels that begins `offset` columns behind `at`. Of bytes, the columns around it on
-// both sides are read as well where the offset is odd: both halves are then one column on, so that
-// neighbouring offsets share their loads.
+// The block of pixels that begins `offset` columns behind `at`. At an odd offset the even columns
+// of the block are the odd ones of the bytes from one column before, and the odd ones the even ones
+// from one column on. So neighbouring offsets share loads; one more byte is read on either side.
 inline ByteBlock loadPixels(const uint8_t* at, ptrdiff_t offset) {
   const auto lower = [&](ptrdiff_t from) {
     return reinterpret_cast<S16x16>(load<U16x16>(at + from) & static_cast<uint16_t>(0xFF));

@@ -66,8 +66,8 @@ NuvStatus nuviFilterLowpassBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep, u
                                          uint8_t* pBuffer) {
   return filterWithBorder<uint8_t, int16_t, uint8_t>(
       {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},
-      scratch8u, separable<uint8_t, int16_t, AsByte, 3, Row111, Mean3x3Bytes>,
-      separable<uint8_t, int16_t, AsByte, 5, Row11111, Mean5x5Bytes>);
+      scratch8u, separable<uint8_t, int16_t, AsByte, 3, Row111, Mean3x3Bytes>(),
+      separable<uint8_t, int16_t, AsByte, 5, Row11111, Mean5x5Bytes>());
 }
 
 NuvStatus nuviFilterLowpassBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
@@ -76,8 +76,8 @@ NuvStatus nuviFilterLowpassBorder_32f_C1R(const float* pSrc, int32_t srcStep, fl
                                           uint8_t* pBuffer) {
   return filterWithBorder<float, float, float>(
       {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},
-      scratch32f, separable<float, float, AsFloat, 3, Row111, Mean3x3Floats>,
-      separable<float, float, AsFloat, 5, Row11111, Mean5x5Floats>);
+      scratch32f, separable<float, float, AsFloat, 3, Row111, Mean3x3Floats>(),
+      separable<float, float, AsFloat, 5, Row11111, Mean5x5Floats>());
 }
 
 NuvStatus nuviFilterLowpassGetBufferSize_8u_C1R(NuviSize roiSize, NuviMaskSize maskSize,

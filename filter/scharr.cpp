@@ -20,8 +20,8 @@ struct ScharrVert {
 template <class Shapes, class Source, class Sample, class Write>
 NuvStatus scharr(const FilterCall<Source, typename Write::Result>& call,
                  const FilterScratch& form) {
-  constexpr auto& filter =
-      separable<Source, Sample, Write, 3, typename Shapes::Row, typename Shapes::Column>;
+  constexpr auto filter =
+      separable<Source, Sample, Write, 3, typename Shapes::Row, typename Shapes::Column>();
   return filterWithBorder(call, form, filter, filter);
 }
 

@@ -144,9 +144,9 @@ struct Negated {
 
 // The row pass of one shape, or of several, each of which fills a plane of its own.
 template <class Source, class Sample, class... Shapes>
-void rowPass(const Source* line, Sample* rows, ptrdiff_t pitch) {
-  for (ptrdiff_t x = 0; x < pitch; x += blockColumns<Sample>) {
-    const auto pixels = [&](ptrdiff_t offset) { return loadPixels(line + x, offset); };
+void rowPass(const Source* row, Sample* rows, ptrdiff_t pitch, ptrdiff_t first, ptrdiff_t end) {
+  for (ptrdiff_t x = first; x < end; x += BlockOf<Sample>::columns) {
+    const auto pixels = [&](ptrdiff_t offset) { return loadPixels(row + x, offset); };
     ptrdiff_t plane = 0;
     ((store(rows + pitch * plane++ + x, Shapes::sum(pixels))), ...);
   }
@@ -159,11 +159,11 @@ void columnPass(const Sample* const* rows, ptrdiff_t pitch, typename Write::Resu
   const Write write(inverse);
   ptrdiff_t x = 0;
   const auto at = [&](int k, ptrdiff_t plane = 0) {
-    Block<Sample> block;
+    typename BlockOf<Sample>::type block;
     load(rows[k] + plane * pitch + x, block);
     return block;
   };
-  for (; x + blockColumns<Sample> <= width; x += blockColumns<Sample>) {
+  for (; x + BlockOf<Sample>::columns <= width; x += BlockOf<Sample>::columns) {
     write(Shape::sum(at), dst + x);
   }
   if (x < width) writeTail(write, Shape::sum(at), dst + x, width - x);
@@ -171,7 +171,8 @@ void columnPass(const Sample* const* rows, ptrdiff_t pitch, typename Write::Resu
 
 // A filter of one row shape and one column shape.
 template <class Source, class Sample, class Write, int taps, class RowShape, class ColumnShape>
-constexpr Filter<Source, Sample, typename Write::Result> separable = {
-    taps, 1, rowPass<Source, Sample, RowShape>, columnPass<ColumnShape, Sample, Write>};
+constexpr Filter<Source, Sample, typename Write::Result> separable() {
+  return {taps, 1, rowPass<Source, Sample, RowShape>, columnPass<ColumnShape, Sample, Write>};
+}
 
 }  // namespace nuv

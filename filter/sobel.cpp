@@ -13,8 +13,8 @@ struct Masks {
   template <class Source, class Sample, class Write>
   static NuvStatus run(const FilterCall<Source, typename Write::Result>& call,
                        const FilterScratch& form) {
-    return filterWithBorder(call, form, separable<Source, Sample, Write, 3, Row3, Column3>,
-                            separable<Source, Sample, Write, 5, Row5, Column5>);
+    return filterWithBorder(call, form, separable<Source, Sample, Write, 3, Row3, Column3>(),
+                            separable<Source, Sample, Write, 5, Row5, Column5>());
   }
 };
 
