@@ -1,0 +1,136 @@
+/**
+ * @file
+ * Geometry and restoration: lens undistortion, sampling along a line, gradients of colour images,
+ * arctangents, and the inner loops of a super-resolution solver.
+ */
+#ifndef NUVCV_GEOMETRY_H
+#define NUVCV_GEOMETRY_H
+
+#include "nuvcv/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Writes the size of the buffer that the undistortion functions can use: (`roiSize.width` + 3)
+ * rounded down to a multiple of 4, times 24, plus 32 bytes.
+ *
+ * @param roiSize the region in pixels
+ * @param pBufferSize receives the size in bytes
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pBufferSize`
+ * - #nuvStatusBadSize a width or height less than 1
+ */
+NUVCV_API NuvStatus nuviUndistortGetSize(NuviSize roiSize, int32_t* pBufferSize);
+
+/**
+ * @name Correction of radial lens distortion
+ *
+ * Each result pixel (x, y) takes the source at its distorted position (u, v), by bilinear
+ * interpolation; the channels of a pixel are taken at the same position. The model is D. C.
+ * Brown's ("Decentering distortion of lenses", Photogrammetric Engineering 32, 1966):
+ *
+ *     dx = x + (0 - cx)              dy = y + (0 - cy)
+ *     X = (dx * (1 / fx^2)) * dx     Y = (dy * (1 / fy^2)) * dy
+ *     F = (k2 * X + k1) * X + (((2 * k2) * Y) * X + (k2 * Y + k1) * Y)
+ *     u = dx * F + x                 v = dy * F + y
+ *
+ * so that F is k1 * r^2 + k2 * r^4 with r^2 = X + Y. A position lies inside if 0 <= u < width - 1
+ * and 0 <= v < height - 1. A result pixel whose position lies outside is not written: what the
+ * result held there stays. The pixels around (u, v) are weighted by the products of the fractions
+ * of u and v; the two of the upper row are added, then the two of the lower row, then both. An
+ * integer form adds 0.5 and truncates.
+ *
+ * All steps are single precision, rounded toward zero. The rounding mode of the calling thread is
+ * set for that and is given back as it was.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result; must not overlap the source
+ * @param dstStep its row step in bytes
+ * @param roiSize the size of both images in pixels
+ * @param fx,fy focal lengths in pixels, not 0
+ * @param cx,cy principal point in pixels
+ * @param k1,k2 radial coefficients
+ * @param pBuffer null, or nuviUndistortGetSize() bytes at any address for the terms of the
+ *        columns, which makes the call a little faster; the result is the same
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument `fx` or `fy` is 0
+ *
+ * Runs in the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviUndistortRadial_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                               int32_t dstStep, NuviSize roiSize, float fx,
+                                               float fy, float cx, float cy, float k1, float k2,
+                                               uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviUndistortRadial_8u_C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                               int32_t dstStep, NuviSize roiSize, float fx,
+                                               float fy, float cx, float cy, float k1, float k2,
+                                               uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviUndistortRadial_16u_C1R(const uint16_t* pSrc, int32_t srcStep,
+                                                uint16_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                float fx, float fy, float cx, float cy, float k1,
+                                                float k2, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviUndistortRadial_16u_C3R(const uint16_t* pSrc, int32_t srcStep,
+                                                uint16_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                float fx, float fy, float cx, float cy, float k1,
+                                                float k2, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviUndistortRadial_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                int32_t dstStep, NuviSize roiSize, float fx,
+                                                float fy, float cx, float cy, float k1, float k2,
+                                                uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviUndistortRadial_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                int32_t dstStep, NuviSize roiSize, float fx,
+                                                float fy, float cx, float cy, float k1, float k2,
+                                                uint8_t* pBuffer);
+/** @} */
+
+/**
+ * Writes the distorted positions of all pixels as two maps, for a remapping of the caller's own.
+ * With `p1` and `p2` both 0 they are u and v as nuviUndistortRadial_8u_C1R() tells them. Otherwise
+ * decentred lens elements add tangential terms: with xn = dx * (1 / fx), yn = dy * (1 / fy),
+ * r2 = xn * xn + yn * yn and F = k1 * r2 + k2 * r2 * r2, each sum and product taken from left to
+ * right in single precision,
+ *
+ *     map x = x + dx * F + (2 * p1) * dx * yn + (fx * p2) * (r2 + 2 * xn * xn)
+ *     map y = y + dy * F + (fy * p1) * (r2 + 2 * yn * yn) + (2 * p2) * dy * xn
+ *
+ * A position may be negative or beyond the far edge. The rounding mode is the caller's.
+ *
+ * @param pxMap,pyMap first elements of the maps of source x and source y
+ * @param xStep,yStep their row steps in bytes
+ * @param roiSize the size of the maps in elements
+ * @param fx,fy focal lengths in pixels, not 0
+ * @param cx,cy principal point in pixels
+ * @param k1,k2 radial coefficients
+ * @param p1,p2 tangential coefficients
+ * @param pBuffer null, or nuviUndistortGetSize() bytes at any address; the result is the same
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null map
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple a step that is no whole number of elements
+ * - #nuvStatusBadArgument `fx` or `fy` is 0
+ *
+ * Runs in the calling thread.
+ */
+NUVCV_API NuvStatus nuviCreateMapCameraUndistort_32f_C1R(float* pxMap, int32_t xStep, float* pyMap,
+                                                         int32_t yStep, NuviSize roiSize, float fx,
+                                                         float fy, float cx, float cy, float k1,
+                                                         float k2, float p1, float p2,
+                                                         uint8_t* pBuffer);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
