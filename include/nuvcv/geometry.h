@@ -129,6 +129,46 @@ NUVCV_API NuvStatus nuviCreateMapCameraUndistort_32f_C1R(float* pxMap, int32_t x
                                                          float k2, float p1, float p2,
                                                          uint8_t* pBuffer);
 
+/**
+ * @name Pixels along a line
+ *
+ * Copies the pixels of the digital line from `pt1` to `pt2`, both included, one behind the other,
+ * channels together: as many as the larger of the two coordinate differences, plus one. The line is
+ * Bresenham's ("Algorithm for computer control of a digital plotter", IBM Systems Journal 4, 1965).
+ * The longer axis is y where both are equally long. With L and S the longer and the shorter
+ * difference, an error starts at L, loses 2 * S with each pixel, and where it is negative behind
+ * that, the next pixel also lies one step along the shorter axis, and 2 * L is added.
+ *
+ * @param pSrc first pixel of the image
+ * @param srcStep its row step in bytes
+ * @param roiSize the size of the image in pixels
+ * @param pDst receives the pixels
+ * @param pt1,pt2 the ends of the line, inside the image
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or result
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`: a step that is no whole number of elements
+ * - #nuvStatusOutOfRange an end outside the image
+ *
+ * Runs in the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviSampleLine_8u_C1R(const uint8_t* pSrc, int32_t srcStep, NuviSize roiSize,
+                                          uint8_t* pDst, NuviPoint pt1, NuviPoint pt2);
+NUVCV_API NuvStatus nuviSampleLine_8u_C3R(const uint8_t* pSrc, int32_t srcStep, NuviSize roiSize,
+                                          uint8_t* pDst, NuviPoint pt1, NuviPoint pt2);
+NUVCV_API NuvStatus nuviSampleLine_16u_C1R(const uint16_t* pSrc, int32_t srcStep, NuviSize roiSize,
+                                           uint16_t* pDst, NuviPoint pt1, NuviPoint pt2);
+NUVCV_API NuvStatus nuviSampleLine_16u_C3R(const uint16_t* pSrc, int32_t srcStep, NuviSize roiSize,
+                                           uint16_t* pDst, NuviPoint pt1, NuviPoint pt2);
+NUVCV_API NuvStatus nuviSampleLine_32f_C1R(const float* pSrc, int32_t srcStep, NuviSize roiSize,
+                                           float* pDst, NuviPoint pt1, NuviPoint pt2);
+NUVCV_API NuvStatus nuviSampleLine_32f_C3R(const float* pSrc, int32_t srcStep, NuviSize roiSize,
+                                           float* pDst, NuviPoint pt1, NuviPoint pt2);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
