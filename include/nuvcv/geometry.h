@@ -169,6 +169,49 @@ NUVCV_API NuvStatus nuviSampleLine_32f_C3R(const float* pSrc, int32_t srcStep, N
                                            float* pDst, NuviPoint pt1, NuviPoint pt2);
 /** @} */
 
+/**
+ * @name Gray gradient of a colour gradient
+ *
+ * Turns the three channels a, b, c of each pixel into one value, by a norm:
+ *
+ * | `norm` | `8u` | `16u` | `32f` |
+ * |---|---|---|---|
+ * | 0, infinity | max(a, b, c) | max(a, b, c) | max(abs(a), abs(b), abs(c)) |
+ * | 1, L1 | ((a + b + c) * 1365 + 2048) >> 12 | ((a + b + c) * 5461 + 8192) >> 14 | abs(a) + abs(b)
+ * + abs(c) | | 2, L2 | trunc(sqrt((a^2 + b^2 + c^2) / 3) + 0.5) | as `8u` | sqrt(a^2 + b^2 + c^2) |
+ *
+ * The integer forms divide by three and so keep the range of their type; the `32f` form does not.
+ * The root of the `32f` form is taken of fused(c, c, fused(b, b, a * a)).
+ *
+ * @param pSrc first pixel of the source, three channels
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result, one channel
+ * @param dstStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param norm 0, 1 or 2
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument `norm` is none of the three
+ *
+ * Rows are cut over threads only for a caller that runs in a parallel region itself: the least of
+ * its team, the height / 16 and the area / 1024. The result does not depend on the cut.
+ * @{
+ */
+NUVCV_API NuvStatus nuviGradientColorToGray_8u_C3C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                     uint8_t* pDst, int32_t dstStep,
+                                                     NuviSize roiSize, int32_t norm);
+NUVCV_API NuvStatus nuviGradientColorToGray_16u_C3C1R(const uint16_t* pSrc, int32_t srcStep,
+                                                      uint16_t* pDst, int32_t dstStep,
+                                                      NuviSize roiSize, int32_t norm);
+NUVCV_API NuvStatus nuviGradientColorToGray_32f_C3C1R(const float* pSrc, int32_t srcStep,
+                                                      float* pDst, int32_t dstStep,
+                                                      NuviSize roiSize, int32_t norm);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
