@@ -212,6 +212,29 @@ NUVCV_API NuvStatus nuviGradientColorToGray_32f_C3C1R(const float* pSrc, int32_t
                                                       NuviSize roiSize, int32_t norm);
 /** @} */
 
+/**
+ * Writes the angle of each point (x, y) in degrees, from 0 on the positive x axis by way of 90 on
+ * the positive y axis to 360: a fast form, off by up to 0.1406 degrees. With m = max(|x|, |y|,
+ * 1e-8) and s = min(|x|, |y|) * (1 / m),
+ *
+ *     p = s * (s * -15.8131895 + 61.094196) - 0.14050041
+ *
+ * with fused steps; then 90 - p where |x| < |y|, of that 180 - p where x < 0, of that 360 - p where
+ * y < 0. So an angle on an axis is off by 0.14050041 and can be negative; (0, 0) gives -0.14050041.
+ *
+ * @param pSrcY,pSrcX the coordinates, `length` each
+ * @param pDst receives `length` angles; may be a source
+ * @param length number of points
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null array
+ * - #nuvStatusBadSize a length less than 1
+ *
+ * Runs in the calling thread.
+ */
+NUVCV_API NuvStatus nuvibFastArctan_32f(const float* pSrcY, const float* pSrcX, float* pDst,
+                                        int32_t length);
+
 #ifdef __cplusplus
 }
 #endif
