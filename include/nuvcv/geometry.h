@@ -172,16 +172,14 @@ NUVCV_API NuvStatus nuviSampleLine_32f_C3R(const float* pSrc, int32_t srcStep, N
 /**
  * @name Gray gradient of a colour gradient
  *
- * Turns the three channels a, b, c of each pixel into one value, by a norm:
- *
- * | `norm` | `8u` | `16u` | `32f` |
- * |---|---|---|---|
- * | 0, infinity | max(a, b, c) | max(a, b, c) | max(abs(a), abs(b), abs(c)) |
- * | 1, L1 | ((a + b + c) * 1365 + 2048) >> 12 | ((a + b + c) * 5461 + 8192) >> 14 | abs(a) + abs(b)
- * + abs(c) | | 2, L2 | trunc(sqrt((a^2 + b^2 + c^2) / 3) + 0.5) | as `8u` | sqrt(a^2 + b^2 + c^2) |
+ * Turns the three channels a, b, c of each pixel into one value, by the norm
+ * - 0, infinity: max(a, b, c); `32f` max(|a|, |b|, |c|)
+ * - 1, L1: `8u` ((a + b + c) * 1365 + 2048) >> 12, `16u` ((a + b + c) * 5461 + 8192) >> 14;
+ *   `32f` |a| + |b| + |c|
+ * - 2, L2: `8u` and `16u` trunc(sqrt((a * a + b * b + c * c) / 3) + 0.5); `32f`
+ *   sqrt(fused(c, c, fused(b, b, a * a)))
  *
  * The integer forms divide by three and so keep the range of their type; the `32f` form does not.
- * The root of the `32f` form is taken of fused(c, c, fused(b, b, a * a)).
  *
  * @param pSrc first pixel of the source, three channels
  * @param srcStep its row step in bytes
@@ -234,6 +232,119 @@ NUVCV_API NuvStatus nuviGradientColorToGray_32f_C3C1R(const float* pSrc, int32_t
  */
 NUVCV_API NuvStatus nuvibFastArctan_32f(const float* pSrcY, const float* pSrcX, float* pDst,
                                         int32_t length);
+
+/**
+ * @name Super-resolution: the table of point-spread functions
+ *
+ * The functions below serve an iterative solver that simulates the observed low-resolution samples
+ * from a high-resolution image and projects the error back (M. Irani and S. Peleg, "Improving
+ * resolution by image registration", CVGIP: Graphical Models and Image Processing 53, 1991). A
+ * sample is predicted through a small point-spread function (PSF), of which there is one for each
+ * sub-pixel phase. The state holds a copy of them. It is only read after its creation, so several
+ * threads may share it. It belongs to the caller, who gives it back to the `Free` of its PSF size.
+ *
+ * @param ppState receives the state
+ * @param pPSF `count` functions of 4 or 9 coefficients, row by row
+ * @param count number of functions
+ * @param pState the state
+ *
+ * @return In the order of the checks; a failed call writes nothing and keeps no memory:
+ * - #nuvStatusNullPointer a null pointer
+ * - #nuvStatusBadSize `InitAlloc`: a count less than 1
+ * - #nuvStatusNoMemory `InitAlloc`: there is no memory for the state and 16 (2x2) or 48 (3x3) bytes
+ *   a function
+ * @{
+ */
+NUVCV_API NuvStatus nuviSRHNInitAlloc_PSF2x2(NuviSRHNState** ppState, const float* pPSF,
+                                             int32_t count);
+NUVCV_API NuvStatus nuviSRHNInitAlloc_PSF3x3(NuviSRHNState** ppState, const float* pPSF,
+                                             int32_t count);
+NUVCV_API NuvStatus nuviSRHNFree_PSF2x2(NuviSRHNState* pState);
+NUVCV_API NuvStatus nuviSRHNFree_PSF3x3(NuviSRHNState* pState);
+/** @} */
+
+/**
+ * @name Super-resolution: residuals
+ *
+ * Writes prediction minus observation for each sample. The prediction is the sum of the image's
+ * pixels from the sample's offset on, 2 x 2 or 3 x 3 of them, times the coefficients of its PSF.
+ * With rows r0, r1, r2 of pixels, the coefficients c0 c1 / c2 c3 or a0 a1 a2 / b0 b1 b2 / d0 d1 d2,
+ * and the observation L, all in single precision and each fused step rounded once:
+ *
+ *     2x2:  u = fused(r0[0], c0, r1[1] * c3)
+ *           w = fused(r0[1], c1, fused(r1[0], c2, -L))
+ *           residual = w + u
+ *     3x3:  f = fused(r2[1], d1, r1[2] * b2)
+ *           g = fused(r2[2], d2, fused(r2[0], d0, -L))
+ *           h = fused(r1[1], b1, r0[2] * a2)
+ *           k = fused(r1[0], b0, r0[0] * a0)
+ *           residual = fused(r0[1], a1, h + k) + (g + f)
+ *
+ * @param pHiRes the high-resolution image
+ * @param hiResStep its row step in bytes
+ * @param pLowRes the observed samples
+ * @param pOfs for each sample the offset of its upper left pixel in the image, in elements; not
+ *        checked
+ * @param pCoeffIdx for each sample the index of its PSF; not checked
+ * @param pResidual receives the residuals
+ * @param len number of samples
+ * @param pState the state, of the same PSF size
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null pointer
+ * - #nuvStatusBadSize a length less than 1
+ * - #nuvStatusBadStep a step less than 8 (2x2) or 12 (3x3) as an unsigned value, or no multiple of
+ *   4; so a negative step is accepted, and the rows of a sample then go upwards
+ *
+ * Runs in the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviSRHNCalcResidual_PSF2x2_8u32f_C1R(
+    const float* pHiRes, int32_t hiResStep, const uint8_t* pLowRes, const int32_t* pOfs,
+    const uint16_t* pCoeffIdx, float* pResidual, int32_t len, const NuviSRHNState* pState);
+NUVCV_API NuvStatus nuviSRHNCalcResidual_PSF2x2_16u32f_C1R(
+    const float* pHiRes, int32_t hiResStep, const uint16_t* pLowRes, const int32_t* pOfs,
+    const uint16_t* pCoeffIdx, float* pResidual, int32_t len, const NuviSRHNState* pState);
+NUVCV_API NuvStatus nuviSRHNCalcResidual_PSF3x3_8u32f_C1R(
+    const float* pHiRes, int32_t hiResStep, const uint8_t* pLowRes, const int32_t* pOfs,
+    const uint16_t* pCoeffIdx, float* pResidual, int32_t len, const NuviSRHNState* pState);
+NUVCV_API NuvStatus nuviSRHNCalcResidual_PSF3x3_16u32f_C1R(
+    const float* pHiRes, int32_t hiResStep, const uint16_t* pLowRes, const int32_t* pOfs,
+    const uint16_t* pCoeffIdx, float* pResidual, int32_t len, const NuviSRHNState* pState);
+/** @} */
+
+/**
+ * @name Super-resolution: gradient
+ *
+ * Spreads residuals back: for each sample in the order of the lists, w = weight * residual, and
+ * then pixel = fused(w, coefficient, pixel) for each coefficient of its PSF, row by row. Samples
+ * that touch the same pixel add to it in their order, so the result depends on that order.
+ *
+ * @param pGrad the gradient image, added to in place
+ * @param gradStep its row step in bytes
+ * @param pOfs for each sample the offset of its upper left pixel in the image, in elements; not
+ *        checked
+ * @param pCoeffIdx for each sample the index of its PSF; not checked
+ * @param pResidual the residuals
+ * @param pWeightIdx for each sample the index of its weight
+ * @param len number of samples
+ * @param pWeights the weights
+ * @param pState the state, of the same PSF size
+ *
+ * @return the statuses of the residuals, in the same order
+ *
+ * Runs in the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviSRHNUpdateGradient_PSF2x2_32f_C1R(
+    float* pGrad, int32_t gradStep, const int32_t* pOfs, const uint16_t* pCoeffIdx,
+    const float* pResidual, const uint8_t* pWeightIdx, int32_t len, const float* pWeights,
+    const NuviSRHNState* pState);
+NUVCV_API NuvStatus nuviSRHNUpdateGradient_PSF3x3_32f_C1R(
+    float* pGrad, int32_t gradStep, const int32_t* pOfs, const uint16_t* pCoeffIdx,
+    const float* pResidual, const uint8_t* pWeightIdx, int32_t len, const float* pWeights,
+    const NuviSRHNState* pState);
+/** @} */
 
 #ifdef __cplusplus
 }
