@@ -27,8 +27,8 @@ struct InfinityNorm<float> {
 };
 
 // A third of the sum in fixed point, rounded half up: (sum * 1365 + 2048) >> 12 of 8 bits and
-// (sum * 5461 + 8192) >> 14 of 16 bits. The factors are a little less than a third. Over 8 bits that
-// does not show: the result is (sum + 1) / 3, which stays within 16 bits.
+// (sum * 5461 + 8192) >> 14 of 16 bits. The factors are a little less than a third. Over 8 bits
+// that does not show: the result is (sum + 1) / 3, which stays within 16 bits.
 template <class T>
 struct L1Norm;
 template <>
@@ -61,7 +61,8 @@ template <>
 struct L2Norm<uint8_t> {
   uint8_t operator()(uint8_t a, uint8_t b, uint8_t c) const {
     const auto squares = static_cast<float>(a * a + b * b + c * c);
-    return static_cast<uint8_t>(static_cast<int32_t>(std::sqrt(squares * (1.0f / 3.0f)) + 0.5f));
+    const float raised = std::sqrt(squares * (1.0f / 3.0f)) + 0.5f;
+    return static_cast<uint8_t>(static_cast<int32_t>(raised));
   }
 };
 template <>
@@ -69,7 +70,8 @@ struct L2Norm<uint16_t> {
   uint16_t operator()(uint16_t a, uint16_t b, uint16_t c) const {
     const auto x = static_cast<double>(a), y = static_cast<double>(b), z = static_cast<double>(c);
     const double squares = x * x + y * y + z * z;  // exact
-    return static_cast<uint16_t>(static_cast<int32_t>(std::sqrt(squares * (1.0 / 3.0)) + 0.5));
+    const double raised = std::sqrt(squares * (1.0 / 3.0)) + 0.5;
+    return static_cast<uint16_t>(static_cast<int32_t>(raised));
   }
 };
 // Fused: one rounding for each square added.

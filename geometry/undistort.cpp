@@ -173,7 +173,8 @@ void computeSamples(const float* u, const float* v, int32_t count, NuviSize roiS
 template <class T>
 inline T finish(float sum) {
   if constexpr (std::is_integral_v<T>) {
-    return static_cast<T>(static_cast<int32_t>(sum + 0.5f));
+    const float raised = sum + 0.5f;
+    return static_cast<T>(static_cast<int32_t>(raised));
   } else {
     return sum;
   }
@@ -217,7 +218,8 @@ inline F32x4 rightPixel(const T* pair) {
 }
 inline F32x4 leftPixel(const float* pair) { return load<F32x4>(pair); }
 inline F32x4 rightPixel(const float* pair) {
-  return __builtin_shuffle(load<F32x4>(pair + 2), Vector<int32_t, 4>{1, 2, 3, 0});
+  const auto pixels = load<F32x4>(pair + 2);
+  return __builtin_shufflevector(pixels, pixels, 1, 2, 3, 0);
 }
 
 template <class T>
