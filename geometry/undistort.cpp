@@ -1,6 +1,6 @@
 // Correction of radial lens distortion. A result pixel takes the source at its distorted position,
-//   u = x + (x - cx) * (k1 * r^2 + k2 * r^4),  v likewise,  r^2 = ((x - cx) / fx)^2 + ((y - cy) /
-//   fy)^2,
+//   u = x + dx * (k1 * r^2 + k2 * r^4),  v = y + dy * (k1 * r^2 + k2 * r^4),
+//   dx = x - cx,  dy = y - cy,  r^2 = (dx / fx)^2 + (dy / fy)^2,
 // by bilinear interpolation, or the positions themselves are written as two maps, there also with
 // the tangential terms of decentred elements. The model is D. C. Brown's, "Decentering distortion
 // of lenses", Photogrammetric Engineering 32 (3), 1966.
@@ -306,8 +306,8 @@ template <class T, int32_t channels>
   Samples samples;
   for (int32_t y = 0; y < roiSize.height; ++y) {
     const RowTerms row(lens, y);
-    for (int32_t first = 0; first < roiSize.width; first += blockColumns) {
-      const int32_t count = std::min(blockColumns, roiSize.width - first);
+    for (int32_t first = 0, count = 0; first < roiSize.width; first += count) {
+      count = std::min(blockColumns, roiSize.width - first);
       computePositions(row, columns.block(first, count), first, count, u, v);
       computeSamples(u, v, count, roiSize, samples);
       sampleInside<T, channels>(src, samples, count, dst.row(y) + ptrdiff_t{first} * channels);
@@ -418,8 +418,8 @@ NuvStatus nuviCreateMapCameraUndistort_32f_C1R(float* pxMap, int32_t xStep, floa
   Columns columns(lens, roiSize, pBuffer);
   for (int32_t y = 0; y < roiSize.height; ++y) {
     const RowTerms row(lens, y);
-    for (int32_t first = 0; first < roiSize.width; first += blockColumns) {
-      const int32_t count = std::min(blockColumns, roiSize.width - first);
+    for (int32_t first = 0, count = 0; first < roiSize.width; first += count) {
+      count = std::min(blockColumns, roiSize.width - first);
       computePositions(row, columns.block(first, count), first, count, xMap.row(y) + first,
                        yMap.row(y) + first);
     }
