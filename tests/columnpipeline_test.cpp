@@ -55,9 +55,9 @@ struct Class16s {
   }
   static Result tail(const std::vector<int16_t>& p, const std::vector<int16_t>& k,
                      int32_t divisor) {
-    float sum = 0;
-    for (size_t j = 0; j < k.size(); ++j) sum += static_cast<float>(int32_t{p[j]} * k[j]);
-    return clamped<Result>(std::trunc(sum * (1.0f / static_cast<float>(divisor))));
+    int64_t sum = 0;
+    for (size_t j = 0; j < k.size(); ++j) sum += int64_t{p[j]} * k[j];
+    return clamped<Result>(std::trunc(static_cast<float>(sum) * (1.0f / static_cast<float>(divisor))));
   }
 };
 

@@ -32,8 +32,8 @@ inline void storeResults(S16x16 value, Byte* out) {
 // add their samples before they multiply. Others: the first product is rounded and the others fused
 // onto it in ascending order. Rounded to nearest even, saturated to 16 bits and then to the result.
 //
-// Tail: the integer products are summed in float in ascending order, the sum times inverse is
-// clamped to the result's range and truncated.
+// Tail: the exact sum, converted to float, times inverse, clamped to the result's range and
+// truncated.
 template <int count, class ResultElement>
 struct ScaledColumn {
   using Result = ResultElement;
@@ -61,11 +61,9 @@ struct ScaledColumn {
   }
 
   Result tail(const int16_t* const* rows, ptrdiff_t x) const {
-    float sum = 0.0f;
-    for (int32_t j = 0; j < kernel.size(); ++j) {
-      sum += static_cast<float>(int32_t{rows[j][x]} * kernel[j]);
-    }
-    return truncateSaturate<Result>(sum * inverse);
+    int64_t sum = 0;
+    for (int32_t j = 0; j < kernel.size(); ++j) sum += int32_t{rows[j][x]} * kernel[j];
+    return truncateSaturate<Result>(static_cast<float>(sum) * inverse);
   }
 
  private:

@@ -182,8 +182,8 @@ NUVCV_API NuvStatus nuviFilterRowBorderPipelineGetBufferSize_32f_C3R(NuviSize ro
  *   coefficients of a pair are equal, its samples are added before they multiply. Other lengths:
  *   the first product is rounded and the others are fused onto it in ascending order. Rounded to
  *   nearest even and saturated, the 8-bit forms by way of 16 bits.
- * - their tails: the sum of the products in float, times inv, clamped and **truncated toward
- * zero**.
+ * - their tails: the exact sum, converted to float, times inv, clamped and **truncated toward
+ *   zero**.
  * - `Low_16s` blocks: as the interior of the row stage; tails: as its edge columns.
  * - `32f`: every sample alike. With 3 taps the middle product is rounded, other lengths begin with
  *   the first one; the others are fused onto it in ascending order.
