@@ -9,6 +9,7 @@
 #include "nuvcv/arith.h"
 #include "nuvcv/feature.h"
 #include "nuvcv/filter.h"
+#include "nuvcv/morph.h"
 #include "nuvcv/types.h"
 
 #endif

@@ -1,0 +1,317 @@
+/**
+ * @file
+ * Morphology: erosion and dilation by flat masks, their compositions, weighted structuring
+ * elements, reconstruction.
+ *
+ * Erosion is a minimum and dilation a maximum over the pixels under a mask, every channel on its
+ * own. Outside the image stands the nearest edge pixel. No mask is reflected: the element in column
+ * i and row j of a mask with anchor (ax, ay) reads the pixel at the offset (i - ax, j - ay), in
+ * erosion and dilation alike. The results of `32f` images that hold a NaN or an infinity are not
+ * specified, nor is the sign of a zero among zeros of both signs.
+ *
+ * Unless a function says otherwise it runs on the calling thread, its source and its result are
+ * distinct images, and a failed call writes nothing.
+ */
+#ifndef NUVCV_MORPH_H
+#define NUVCV_MORPH_H
+
+#include "nuvcv/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @name Minimum and maximum over a rectangle
+ *
+ * Writes for each pixel the maximum (minimum) of the pixels under a solid rectangle of
+ * `maskSize.width` by `maskSize.height` pixels whose element `anchor` lies on it. The time does not
+ * depend on the height of the mask, and grows with the logarithm of its width: the running block
+ * method down the columns (M. van Herk, Pattern Recognition Letters 13, 1992; J. Gil and M. Werman,
+ * IEEE PAMI 15, 1993), doubling windows along the rows.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result, a distinct image
+ * @param dstStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param maskSize the rectangle, 1 by 1 or larger; it may be larger than the image
+ * @param anchor the element that lies on the pixel: 0,0 is the mask's left top
+ * @param pBuffer scratch of the size that the `GetBufferSize` function of the form reports for this
+ *        mask and a width not less than `roiSize.width`; it may start at any address
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null image or buffer
+ * - #nuvStatusBadSize a width or height of the region less than 1
+ * - #nuvStatusBadMask a width or height of the mask less than 1
+ * - #nuvStatusBadAnchor an anchor outside the mask
+ * - #nuvStatusBadStep, then #nuvStatusStepNotElementMultiple (`32f`): the source's step is less
+ * than a row, or no whole number of elements; then the same of the result's step
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterMaxBorderReplicate_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        uint8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviSize maskSize,
+                                                        NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMaxBorderReplicate_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                        uint8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviSize maskSize,
+                                                        NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMaxBorderReplicate_8u_C4R(const uint8_t* pSrc, int32_t srcStep,
+                                                        uint8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviSize maskSize,
+                                                        NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMaxBorderReplicate_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                         float* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviSize maskSize,
+                                                         NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMaxBorderReplicate_32f_C3R(const float* pSrc, int32_t srcStep,
+                                                         float* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviSize maskSize,
+                                                         NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMaxBorderReplicate_32f_C4R(const float* pSrc, int32_t srcStep,
+                                                         float* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviSize maskSize,
+                                                         NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMinBorderReplicate_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        uint8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviSize maskSize,
+                                                        NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMinBorderReplicate_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                        uint8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviSize maskSize,
+                                                        NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMinBorderReplicate_8u_C4R(const uint8_t* pSrc, int32_t srcStep,
+                                                        uint8_t* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, NuviSize maskSize,
+                                                        NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMinBorderReplicate_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                         float* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviSize maskSize,
+                                                         NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMinBorderReplicate_32f_C3R(const float* pSrc, int32_t srcStep,
+                                                         float* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviSize maskSize,
+                                                         NuviPoint anchor, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterMinBorderReplicate_32f_C4R(const float* pSrc, int32_t srcStep,
+                                                         float* pDst, int32_t dstStep,
+                                                         NuviSize roiSize, NuviSize maskSize,
+                                                         NuviPoint anchor, uint8_t* pBuffer);
+/** @} */
+
+/**
+ * @name Scratch of the minimum and maximum over a rectangle
+ *
+ * Writes (2 * roiWidth * pixel + 80) * maskSize.height + 32, where `pixel` is the bytes of a pixel.
+ * A mask and width for which that passes the range of an int32 have no scratch.
+ *
+ * @param roiWidth width in pixels of the widest region
+ * @param maskSize the rectangle
+ * @param pBufferSize receives the number of bytes
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null result
+ * - #nuvStatusBadSize a width less than 1
+ * - #nuvStatusBadMask a width or height of the mask less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterMaxGetBufferSize_8u_C1R(int32_t roiWidth, NuviSize maskSize,
+                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMaxGetBufferSize_8u_C3R(int32_t roiWidth, NuviSize maskSize,
+                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMaxGetBufferSize_8u_C4R(int32_t roiWidth, NuviSize maskSize,
+                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMaxGetBufferSize_32f_C1R(int32_t roiWidth, NuviSize maskSize,
+                                                       int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMaxGetBufferSize_32f_C3R(int32_t roiWidth, NuviSize maskSize,
+                                                       int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMaxGetBufferSize_32f_C4R(int32_t roiWidth, NuviSize maskSize,
+                                                       int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMinGetBufferSize_8u_C1R(int32_t roiWidth, NuviSize maskSize,
+                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMinGetBufferSize_8u_C3R(int32_t roiWidth, NuviSize maskSize,
+                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMinGetBufferSize_8u_C4R(int32_t roiWidth, NuviSize maskSize,
+                                                      int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMinGetBufferSize_32f_C1R(int32_t roiWidth, NuviSize maskSize,
+                                                       int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMinGetBufferSize_32f_C3R(int32_t roiWidth, NuviSize maskSize,
+                                                       int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFilterMinGetBufferSize_32f_C4R(int32_t roiWidth, NuviSize maskSize,
+                                                       int32_t* pBufferSize);
+/** @} */
+
+/**
+ * @name Morphology state
+ *
+ * A state holds a mask that was classified once, and the scratch of the calls that use it. It
+ * serves images of any height, up to a width given at its creation. It is one block, which cannot
+ * be moved or copied once it is filled, and belongs to one call at a time.
+ *
+ * A mask is `maskSize.height` rows of exactly `maskSize.width` bytes; an element that is not zero
+ * is on. The library copies it. It is one of four kinds: empty (every operation is a copy); a solid
+ * rectangle, wherever it stands in the mask; rows of single runs that all cover the anchor's
+ * column, where runs of the same length also begin in the same column, as in a disk, a diamond or a
+ * cross; or a general mask. Time and size follow the kind. A general mask costs one comparison for
+ * each element that is on, a mask of runs one for each of its rows and a few for each distinct run.
+ *
+ * `GetSize` writes the size of a state with the anchor in the middle, at
+ * (maskSize.width / 2, maskSize.height / 2). Another anchor can change the kind, and with it the
+ * size: the caller of `Init` with such an anchor sees to it that the block is large enough.
+ * `Init` fills a block of the caller, which may start at any address; `InitAlloc` allocates the
+ * state, which nuviMorphologyFree() releases.
+ *
+ * @param roiWidth width in pixels of the widest image
+ * @param pMask the mask
+ * @param maskSize its width and height in elements
+ * @param anchor the element that lies on the pixel: 0,0 is the mask's left top
+ * @param pStateSize receives the number of bytes
+ * @param pState the caller's block
+ * @param ppState receives the new state; a failed call leaves it alone
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null mask
+ * - #nuvStatusBadSize a width of the images, or a width or height of the mask, less than 1
+ * - #nuvStatusBadAnchor an anchor outside the mask
+ * - #nuvStatusNoMemory no memory for the classification
+ * - #nuvStatusNullPointer a null result, block or state pointer
+ * - #nuvStatusBadSize (`GetSize`, `Init`) a state of more bytes than an int32 can tell
+ * - #nuvStatusNoMemory (`InitAlloc`) no memory for the state
+ * @{
+ */
+NUVCV_API NuvStatus nuviMorphologyGetSize_8u_C1R(int32_t roiWidth, const uint8_t* pMask,
+                                                 NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphologyGetSize_8u_C3R(int32_t roiWidth, const uint8_t* pMask,
+                                                 NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphologyGetSize_8u_C4R(int32_t roiWidth, const uint8_t* pMask,
+                                                 NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphologyGetSize_32f_C1R(int32_t roiWidth, const uint8_t* pMask,
+                                                  NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphologyGetSize_32f_C3R(int32_t roiWidth, const uint8_t* pMask,
+                                                  NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphologyGetSize_32f_C4R(int32_t roiWidth, const uint8_t* pMask,
+                                                  NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphologyInit_8u_C1R(int32_t roiWidth, const uint8_t* pMask,
+                                              NuviSize maskSize, NuviPoint anchor,
+                                              NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviMorphologyInit_8u_C3R(int32_t roiWidth, const uint8_t* pMask,
+                                              NuviSize maskSize, NuviPoint anchor,
+                                              NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviMorphologyInit_8u_C4R(int32_t roiWidth, const uint8_t* pMask,
+                                              NuviSize maskSize, NuviPoint anchor,
+                                              NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviMorphologyInit_32f_C1R(int32_t roiWidth, const uint8_t* pMask,
+                                               NuviSize maskSize, NuviPoint anchor,
+                                               NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviMorphologyInit_32f_C3R(int32_t roiWidth, const uint8_t* pMask,
+                                               NuviSize maskSize, NuviPoint anchor,
+                                               NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviMorphologyInit_32f_C4R(int32_t roiWidth, const uint8_t* pMask,
+                                               NuviSize maskSize, NuviPoint anchor,
+                                               NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviMorphologyInitAlloc_8u_C1R(int32_t roiWidth, const uint8_t* pMask,
+                                                   NuviSize maskSize, NuviPoint anchor,
+                                                   NuviMorphologyState** ppState);
+NUVCV_API NuvStatus nuviMorphologyInitAlloc_8u_C3R(int32_t roiWidth, const uint8_t* pMask,
+                                                   NuviSize maskSize, NuviPoint anchor,
+                                                   NuviMorphologyState** ppState);
+NUVCV_API NuvStatus nuviMorphologyInitAlloc_8u_C4R(int32_t roiWidth, const uint8_t* pMask,
+                                                   NuviSize maskSize, NuviPoint anchor,
+                                                   NuviMorphologyState** ppState);
+NUVCV_API NuvStatus nuviMorphologyInitAlloc_32f_C1R(int32_t roiWidth, const uint8_t* pMask,
+                                                    NuviSize maskSize, NuviPoint anchor,
+                                                    NuviMorphologyState** ppState);
+NUVCV_API NuvStatus nuviMorphologyInitAlloc_32f_C3R(int32_t roiWidth, const uint8_t* pMask,
+                                                    NuviSize maskSize, NuviPoint anchor,
+                                                    NuviMorphologyState** ppState);
+NUVCV_API NuvStatus nuviMorphologyInitAlloc_32f_C4R(int32_t roiWidth, const uint8_t* pMask,
+                                                    NuviSize maskSize, NuviPoint anchor,
+                                                    NuviMorphologyState** ppState);
+/** @} */
+
+/**
+ * Releases a state from a `nuviMorphologyInitAlloc` function.
+ *
+ * @param pState the state
+ * @return #nuvStatusNullPointer for a null state
+ */
+NUVCV_API NuvStatus nuviMorphologyFree(NuviMorphologyState* pState);
+
+/**
+ * @name Dilation and erosion by a mask
+ *
+ * Writes for each pixel the maximum (minimum) of the pixels under the elements of the mask that are
+ * on. A mask with no such element gives a copy.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result, a distinct image
+ * @param dstStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param border #nuvBorderReplicate
+ * @param pState a state that was built for the same form; it is not tested for null
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null image
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument any other border
+ * - #nuvStatusBadSize a width greater than the one that the state was built for
+ * @{
+ */
+NUVCV_API NuvStatus nuviDilateBorderReplicate_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                     uint8_t* pDst, int32_t dstStep,
+                                                     NuviSize roiSize, NuviBorderType border,
+                                                     NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviDilateBorderReplicate_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                     uint8_t* pDst, int32_t dstStep,
+                                                     NuviSize roiSize, NuviBorderType border,
+                                                     NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviDilateBorderReplicate_8u_C4R(const uint8_t* pSrc, int32_t srcStep,
+                                                     uint8_t* pDst, int32_t dstStep,
+                                                     NuviSize roiSize, NuviBorderType border,
+                                                     NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviDilateBorderReplicate_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                      float* pDst, int32_t dstStep,
+                                                      NuviSize roiSize, NuviBorderType border,
+                                                      NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviDilateBorderReplicate_32f_C3R(const float* pSrc, int32_t srcStep,
+                                                      float* pDst, int32_t dstStep,
+                                                      NuviSize roiSize, NuviBorderType border,
+                                                      NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviDilateBorderReplicate_32f_C4R(const float* pSrc, int32_t srcStep,
+                                                      float* pDst, int32_t dstStep,
+                                                      NuviSize roiSize, NuviBorderType border,
+                                                      NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviErodeBorderReplicate_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                    uint8_t* pDst, int32_t dstStep,
+                                                    NuviSize roiSize, NuviBorderType border,
+                                                    NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviErodeBorderReplicate_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                    uint8_t* pDst, int32_t dstStep,
+                                                    NuviSize roiSize, NuviBorderType border,
+                                                    NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviErodeBorderReplicate_8u_C4R(const uint8_t* pSrc, int32_t srcStep,
+                                                    uint8_t* pDst, int32_t dstStep,
+                                                    NuviSize roiSize, NuviBorderType border,
+                                                    NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviErodeBorderReplicate_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                     float* pDst, int32_t dstStep, NuviSize roiSize,
+                                                     NuviBorderType border,
+                                                     NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviErodeBorderReplicate_32f_C3R(const float* pSrc, int32_t srcStep,
+                                                     float* pDst, int32_t dstStep, NuviSize roiSize,
+                                                     NuviBorderType border,
+                                                     NuviMorphologyState* pState);
+NUVCV_API NuvStatus nuviErodeBorderReplicate_32f_C4R(const float* pSrc, int32_t srcStep,
+                                                     float* pDst, int32_t dstStep, NuviSize roiSize,
+                                                     NuviBorderType border,
+                                                     NuviMorphologyState* pState);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
