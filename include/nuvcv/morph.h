@@ -310,6 +310,247 @@ NUVCV_API NuvStatus nuviErodeBorderReplicate_32f_C4R(const float* pSrc, int32_t 
                                                      NuviMorphologyState* pState);
 /** @} */
 
+/**
+ * @name Composite state
+ *
+ * What opening, closing, top-hat, black-hat and gradient run on: the states of a mask and of its
+ * reflection, and a temporary image. It serves images of the size that it was built for, and
+ * belongs to one call at a time. The mask, its anchor and the kinds of masks are those of
+ * ::nuviMorphologyInit_8u_C1R and its companions; the reflected mask is turned by 180 degrees with
+ * its anchor.
+ *
+ * `GetSize` writes the size of the block that `Init` fills; it does not depend on the anchor, since
+ * such a state takes a mask of runs as a general one. The block may start at any address and cannot
+ * be moved. `InitAlloc` allocates the state in parts that nuviMorphAdvFree() releases.
+ *
+ * @param roiSize the image size in pixels
+ * @param pMask the mask
+ * @param maskSize its width and height in elements
+ * @param anchor the element that lies on the pixel: 0,0 is the mask's left top
+ * @param pStateSize receives the number of bytes
+ * @param pState the caller's block; not to be given to nuviMorphAdvFree()
+ * @param ppState receives the new state; a failed call leaves it alone
+ *
+ * @return In the order of the checks:
+ * - `GetSize`, `Init`: #nuvStatusBadSize a height of the image less than 1; #nuvStatusNullPointer a
+ *   null result or block; the statuses of a morphology state; #nuvStatusBadSize (`GetSize`) a state
+ *   of more bytes than an int32 can tell
+ * - `InitAlloc`: #nuvStatusNullPointer a null `ppState`; the statuses of a morphology state;
+ *   #nuvStatusNoMemory no memory, or a height of the image less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviMorphAdvGetSize_8u_C1R(NuviSize roiSize, const uint8_t* pMask,
+                                               NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphAdvGetSize_8u_C3R(NuviSize roiSize, const uint8_t* pMask,
+                                               NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphAdvGetSize_8u_C4R(NuviSize roiSize, const uint8_t* pMask,
+                                               NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphAdvGetSize_32f_C1R(NuviSize roiSize, const uint8_t* pMask,
+                                                NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphAdvGetSize_32f_C3R(NuviSize roiSize, const uint8_t* pMask,
+                                                NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphAdvGetSize_32f_C4R(NuviSize roiSize, const uint8_t* pMask,
+                                                NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphAdvInit_8u_C1R(NuviMorphCompositeState* pState, NuviSize roiSize,
+                                            const uint8_t* pMask, NuviSize maskSize,
+                                            NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInit_8u_C3R(NuviMorphCompositeState* pState, NuviSize roiSize,
+                                            const uint8_t* pMask, NuviSize maskSize,
+                                            NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInit_8u_C4R(NuviMorphCompositeState* pState, NuviSize roiSize,
+                                            const uint8_t* pMask, NuviSize maskSize,
+                                            NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInit_32f_C1R(NuviMorphCompositeState* pState, NuviSize roiSize,
+                                             const uint8_t* pMask, NuviSize maskSize,
+                                             NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInit_32f_C3R(NuviMorphCompositeState* pState, NuviSize roiSize,
+                                             const uint8_t* pMask, NuviSize maskSize,
+                                             NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInit_32f_C4R(NuviMorphCompositeState* pState, NuviSize roiSize,
+                                             const uint8_t* pMask, NuviSize maskSize,
+                                             NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInitAlloc_8u_C1R(NuviMorphCompositeState** ppState,
+                                                 NuviSize roiSize, const uint8_t* pMask,
+                                                 NuviSize maskSize, NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInitAlloc_8u_C3R(NuviMorphCompositeState** ppState,
+                                                 NuviSize roiSize, const uint8_t* pMask,
+                                                 NuviSize maskSize, NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInitAlloc_8u_C4R(NuviMorphCompositeState** ppState,
+                                                 NuviSize roiSize, const uint8_t* pMask,
+                                                 NuviSize maskSize, NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInitAlloc_32f_C1R(NuviMorphCompositeState** ppState,
+                                                  NuviSize roiSize, const uint8_t* pMask,
+                                                  NuviSize maskSize, NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInitAlloc_32f_C3R(NuviMorphCompositeState** ppState,
+                                                  NuviSize roiSize, const uint8_t* pMask,
+                                                  NuviSize maskSize, NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphAdvInitAlloc_32f_C4R(NuviMorphCompositeState** ppState,
+                                                  NuviSize roiSize, const uint8_t* pMask,
+                                                  NuviSize maskSize, NuviPoint anchor);
+/** @} */
+
+/**
+ * Releases a state from a `nuviMorphAdvInitAlloc` function.
+ *
+ * @param pState the state
+ * @return #nuvStatusNullPointer for a null state
+ */
+NUVCV_API NuvStatus nuviMorphAdvFree(NuviMorphCompositeState* pState);
+
+/**
+ * @name Opening, closing, top-hat, black-hat and gradient
+ *
+ * - Opening: erosion by the mask, then dilation by the reflected mask.
+ * - Closing: dilation by the mask, then erosion by the reflected mask.
+ * - Top-hat: the source less its opening.
+ * - Black-hat: the closing less the source.
+ * - Gradient: dilation by the mask less erosion by the mask.
+ *
+ * (J. Serra, Image Analysis and Mathematical Morphology, 1982.) Each pass replicates the borders of
+ * its own source. A difference below 0 becomes 0; a `32f` difference that is a NaN becomes 0.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result, a distinct image
+ * @param dstStep its row step in bytes
+ * @param roiSize the region in pixels: of the size that the state was built for, or one that is no
+ *        wider and whose rows, each rounded up to a multiple of 32 bytes, take as many bytes
+ * @param border #nuvBorderReplicate
+ * @param pState a state that was built for the same form
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null image or state
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument any other border
+ * - #nuvStatusBadSize a region of another size
+ *
+ * The difference of `8u` images is cut over the threads by rows; the result does not depend on it.
+ * @{
+ */
+NUVCV_API NuvStatus nuviMorphOpenBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                               int32_t dstStep, NuviSize roiSize,
+                                               NuviBorderType border,
+                                               NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphOpenBorder_8u_C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                               int32_t dstStep, NuviSize roiSize,
+                                               NuviBorderType border,
+                                               NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphOpenBorder_8u_C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                               int32_t dstStep, NuviSize roiSize,
+                                               NuviBorderType border,
+                                               NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphOpenBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphOpenBorder_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphOpenBorder_32f_C4R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphCloseBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphCloseBorder_8u_C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphCloseBorder_8u_C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphCloseBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                 int32_t dstStep, NuviSize roiSize,
+                                                 NuviBorderType border,
+                                                 NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphCloseBorder_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                 int32_t dstStep, NuviSize roiSize,
+                                                 NuviBorderType border,
+                                                 NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphCloseBorder_32f_C4R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                 int32_t dstStep, NuviSize roiSize,
+                                                 NuviBorderType border,
+                                                 NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphTophatBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                 uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                 NuviBorderType border,
+                                                 NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphTophatBorder_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                 uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                 NuviBorderType border,
+                                                 NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphTophatBorder_8u_C4R(const uint8_t* pSrc, int32_t srcStep,
+                                                 uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                 NuviBorderType border,
+                                                 NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphTophatBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                  int32_t dstStep, NuviSize roiSize,
+                                                  NuviBorderType border,
+                                                  NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphTophatBorder_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                  int32_t dstStep, NuviSize roiSize,
+                                                  NuviBorderType border,
+                                                  NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphTophatBorder_32f_C4R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                  int32_t dstStep, NuviSize roiSize,
+                                                  NuviBorderType border,
+                                                  NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphBlackhatBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviBorderType border,
+                                                   NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphBlackhatBorder_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviBorderType border,
+                                                   NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphBlackhatBorder_8u_C4R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviBorderType border,
+                                                   NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphBlackhatBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                    int32_t dstStep, NuviSize roiSize,
+                                                    NuviBorderType border,
+                                                    NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphBlackhatBorder_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                    int32_t dstStep, NuviSize roiSize,
+                                                    NuviBorderType border,
+                                                    NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphBlackhatBorder_32f_C4R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                    int32_t dstStep, NuviSize roiSize,
+                                                    NuviBorderType border,
+                                                    NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphGradientBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviBorderType border,
+                                                   NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphGradientBorder_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviBorderType border,
+                                                   NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphGradientBorder_8u_C4R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviBorderType border,
+                                                   NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphGradientBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                    int32_t dstStep, NuviSize roiSize,
+                                                    NuviBorderType border,
+                                                    NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphGradientBorder_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                    int32_t dstStep, NuviSize roiSize,
+                                                    NuviBorderType border,
+                                                    NuviMorphCompositeState* pState);
+NUVCV_API NuvStatus nuviMorphGradientBorder_32f_C4R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                    int32_t dstStep, NuviSize roiSize,
+                                                    NuviBorderType border,
+                                                    NuviMorphCompositeState* pState);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
