@@ -27,7 +27,7 @@ struct Maximum {
 };
 
 // Running extremes of neighbouring columns, kept in registers while the rows or the shifts of a
-// mask go by. V is a vector, or the element itself for rows that are narrower than a vector.
+// mask go by. V is a vector, of one element for rows that are narrower than a register.
 template <class Extreme, class V, int parts>
 class Strip {
  public:
@@ -38,9 +38,17 @@ class Strip {
   void load(const T* from) {
     for (int i = 0; i < parts; ++i) part_[i] = nuv::load<V>(from + i * lanes);
   }
+  void fill(T value) {
+    for (V& part : part_) part = broadcast<V>(value);
+  }
   void fold(const T* from) {
+    fold(from, [](V samples) { return samples; });
+  }
+  // Folds what `map` makes of the samples.
+  template <class Map>
+  void fold(const T* from, Map&& map) {
     for (int i = 0; i < parts; ++i) {
-      part_[i] = Extreme::of(part_[i], nuv::load<V>(from + i * lanes));
+      part_[i] = Extreme::of(part_[i], map(nuv::load<V>(from + i * lanes)));
     }
   }
   void store(T* to) const {
@@ -73,7 +81,7 @@ inline void forStrips(ptrdiff_t count, Body&& body) {
   if (count >= Narrow::width) {
     body(Narrow(), count - Narrow::width);
   } else {
-    for (; x < count; ++x) body(Strip<Extreme, T, 1>(), x);
+    for (; x < count; ++x) body(Strip<Extreme, Vector<T, 1>, 1>(), x);
   }
 }
 

@@ -551,6 +551,94 @@ NUVCV_API NuvStatus nuviMorphGradientBorder_32f_C4R(const float* pSrc, int32_t s
                                                     NuviMorphCompositeState* pState);
 /** @} */
 
+/**
+ * @name Weighted state
+ *
+ * A structuring element of weights, int32 for `8u` images and float for `32f` images. It serves
+ * images of up to a size given at its creation. Calls on images only read it, so that several may
+ * share it. It is one block, which may start at any address; `InitAlloc` allocates one, which
+ * `Free` releases.
+ *
+ * @param roiSize size in pixels of the largest image
+ * @param pMask the weights, rows of exactly `maskSize.width` of them; the library copies them
+ * @param maskSize width and height of the element
+ * @param anchor the weight that lies on the pixel: 0,0 is the mask's left top
+ * @param pStateSize receives the number of bytes, 4 * maskSize.width * maskSize.height + 28
+ * @param pState the caller's block, or the state to release
+ * @param ppState receives the new state; a failed call leaves it alone
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null mask, result, block or state pointer; `Free`: a null state
+ * - #nuvStatusBadSize a width or height of the image or of the mask less than 1
+ * - #nuvStatusBadAnchor an anchor outside the mask
+ * - #nuvStatusBadSize (`GetSize`) a state of more bytes than an int32 can tell
+ * - #nuvStatusNoMemory (`InitAlloc`) no memory
+ * @{
+ */
+NUVCV_API NuvStatus nuviMorphGrayGetSize_8u_C1R(NuviSize roiSize, const int32_t* pMask,
+                                                NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphGrayGetSize_32f_C1R(NuviSize roiSize, const float* pMask,
+                                                 NuviSize maskSize, int32_t* pStateSize);
+NUVCV_API NuvStatus nuviMorphGrayInit_8u_C1R(NuviGrayMorphologyState* pState, NuviSize roiSize,
+                                             const int32_t* pMask, NuviSize maskSize,
+                                             NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphGrayInit_32f_C1R(NuviGrayMorphologyState* pState, NuviSize roiSize,
+                                              const float* pMask, NuviSize maskSize,
+                                              NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphGrayInitAlloc_8u_C1R(NuviGrayMorphologyState** ppState,
+                                                  NuviSize roiSize, const int32_t* pMask,
+                                                  NuviSize maskSize, NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphGrayInitAlloc_32f_C1R(NuviGrayMorphologyState** ppState,
+                                                   NuviSize roiSize, const float* pMask,
+                                                   NuviSize maskSize, NuviPoint anchor);
+NUVCV_API NuvStatus nuviMorphGrayFree_8u_C1R(NuviGrayMorphologyState* pState);
+NUVCV_API NuvStatus nuviMorphGrayFree_32f_C1R(NuviGrayMorphologyState* pState);
+/** @} */
+
+/**
+ * @name Dilation and erosion by weights
+ *
+ * Writes for each pixel the maximum (minimum) of pixel plus weight over the structuring element.
+ * The weight is added in erosion too: give negated weights for the subtractive form. A weight of 0
+ * is an element like any other, and the element is not reflected. `8u`: sums of 32 bits, the
+ * extreme limited to 0..255. `32f`: single additions, without a limit; sums that overflow are not
+ * specified.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result, a distinct image
+ * @param dstStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param border #nuvBorderReplicate
+ * @param pState a state that was built for the same form
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null image or state
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument any other border
+ * - #nuvStatusBadSize a width or height greater than the one that the state was built for
+ * @{
+ */
+NUVCV_API NuvStatus nuviGrayDilateBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                const NuviGrayMorphologyState* pState);
+NUVCV_API NuvStatus nuviGrayDilateBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                 int32_t dstStep, NuviSize roiSize,
+                                                 NuviBorderType border,
+                                                 const NuviGrayMorphologyState* pState);
+NUVCV_API NuvStatus nuviGrayErodeBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                               int32_t dstStep, NuviSize roiSize,
+                                               NuviBorderType border,
+                                               const NuviGrayMorphologyState* pState);
+NUVCV_API NuvStatus nuviGrayErodeBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                NuviBorderType border,
+                                                const NuviGrayMorphologyState* pState);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
