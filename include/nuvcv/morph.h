@@ -639,6 +639,96 @@ NUVCV_API NuvStatus nuviGrayErodeBorder_32f_C1R(const float* pSrc, int32_t srcSt
                                                 const NuviGrayMorphologyState* pState);
 /** @} */
 
+/**
+ * @name Reconstruction
+ *
+ * Reconstruction by dilation grows a marker under a limiting image until nothing changes: the
+ * result is the fixed point of F = min(G, max of F over the pixel and its neighbours), begun at
+ * min(F, G). Reconstruction by erosion is its dual: it shrinks the marker above the limit, to the
+ * fixed point of F = max(G, min of F over the pixel and its neighbours), begun at max(F, G). (L.
+ * Vincent, Morphological Grayscale Reconstruction in Image Analysis, IEEE Transactions on Image
+ * Processing 2, 1993.) All results are values of the images. Images that hold a NaN are not
+ * specified.
+ *
+ * @param pSrc first pixel of the limiting image
+ * @param srcStep its row step in bytes
+ * @param pSrcDst first pixel of the marker, which becomes the result
+ * @param srcDstStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param pBuffer scratch of the size that the `GetBufferSize` function of the type reports for this
+ *        region; it may start at any address
+ * @param norm 0: eight neighbours; 1: the four direct ones
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null image or buffer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`, `64f`: a step that is no whole number of
+ * elements
+ * - #nuvStatusBadArgument any other norm
+ *
+ * Images of more than 10 rows and 10 columns are cut into two halves for two threads; the result
+ * does not depend on it.
+ * @{
+ */
+NUVCV_API NuvStatus nuviMorphReconstructDilate_8u_C1IR(const uint8_t* pSrc, int32_t srcStep,
+                                                       uint8_t* pSrcDst, int32_t srcDstStep,
+                                                       NuviSize roiSize, uint8_t* pBuffer,
+                                                       int32_t norm);
+NUVCV_API NuvStatus nuviMorphReconstructDilate_16u_C1IR(const uint16_t* pSrc, int32_t srcStep,
+                                                        uint16_t* pSrcDst, int32_t srcDstStep,
+                                                        NuviSize roiSize, uint8_t* pBuffer,
+                                                        int32_t norm);
+NUVCV_API NuvStatus nuviMorphReconstructDilate_32f_C1IR(const float* pSrc, int32_t srcStep,
+                                                        float* pSrcDst, int32_t srcDstStep,
+                                                        NuviSize roiSize, uint8_t* pBuffer,
+                                                        int32_t norm);
+NUVCV_API NuvStatus nuviMorphReconstructDilate_64f_C1IR(const double* pSrc, int32_t srcStep,
+                                                        double* pSrcDst, int32_t srcDstStep,
+                                                        NuviSize roiSize, uint8_t* pBuffer,
+                                                        int32_t norm);
+NUVCV_API NuvStatus nuviMorphReconstructErode_8u_C1IR(const uint8_t* pSrc, int32_t srcStep,
+                                                      uint8_t* pSrcDst, int32_t srcDstStep,
+                                                      NuviSize roiSize, uint8_t* pBuffer,
+                                                      int32_t norm);
+NUVCV_API NuvStatus nuviMorphReconstructErode_16u_C1IR(const uint16_t* pSrc, int32_t srcStep,
+                                                       uint16_t* pSrcDst, int32_t srcDstStep,
+                                                       NuviSize roiSize, uint8_t* pBuffer,
+                                                       int32_t norm);
+NUVCV_API NuvStatus nuviMorphReconstructErode_32f_C1IR(const float* pSrc, int32_t srcStep,
+                                                       float* pSrcDst, int32_t srcDstStep,
+                                                       NuviSize roiSize, uint8_t* pBuffer,
+                                                       int32_t norm);
+NUVCV_API NuvStatus nuviMorphReconstructErode_64f_C1IR(const double* pSrc, int32_t srcStep,
+                                                       double* pSrcDst, int32_t srcDstStep,
+                                                       NuviSize roiSize, uint8_t* pBuffer,
+                                                       int32_t norm);
+/** @} */
+
+/**
+ * @name Scratch of the reconstruction
+ *
+ * Writes, for width w and height h, 4 * w + h + 161 (`8u`), 2 * (4 * w + h) + 322 (`16u`),
+ * 16 * w + h + 164 (`32f`), 32 * w + h + 168 (`64f`). A region for which that passes the range of
+ * an int32 has no scratch.
+ *
+ * @param roiSize the region in pixels
+ * @param pBufferSize receives the number of bytes
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null result
+ * - #nuvStatusBadSize a width or height less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviMorphReconstructGetBufferSize_8u_C1(NuviSize roiSize, int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviMorphReconstructGetBufferSize_16u_C1(NuviSize roiSize,
+                                                             int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviMorphReconstructGetBufferSize_32f_C1(NuviSize roiSize,
+                                                             int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviMorphReconstructGetBufferSize_64f_C1(NuviSize roiSize,
+                                                             int32_t* pBufferSize);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
