@@ -278,7 +278,8 @@ class Reconstruction {
     return true;
   }
 
-  bool update(const Band<T>& band, int32_t y, const T* line, bool fresh) const {
+  bool update([[maybe_unused]] const Band<T>& band, int32_t y, const T* line,
+              [[maybe_unused]] bool fresh) const {
 #if NUV_AVX2
     if (width_ * static_cast<ptrdiff_t>(sizeof(T)) >= blockBytes) {
       return updateRowByBlocks<Growth>(marker_.row(y), limit_.row(y), line, width_, fresh,
