@@ -27,14 +27,15 @@ function(nuvcv_add_library name)
     target_compile_options(${name} PRIVATE -march=${NUVCV_ARCH})
   endif()
   target_include_directories(${name}
-    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
+    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:OpenMP::OpenMP_CXX> m)
   set_target_properties(${name} PROPERTIES
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR})
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    INSTALL_RPATH $ORIGIN)
   if(NOT NUVCV_SANITIZE)
     set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C)
     target_link_options(${name} PRIVATE -Wl,--no-undefined -Wl,--as-needed)

@@ -110,4 +110,19 @@ class ThreadSlots {
   int32_t size_ = stackSlots;
 };
 
+// body(slot, firstRow, rowCount) on the whole region if `serial`, else on the rows of a full team,
+// each share with a slot of its own. Returns how many slots were used; they stand in the order of
+// the rows, and one of a thread without rows is T{}.
+template <class T, class Body>
+int32_t reduceRowShares(bool serial, int32_t height, ThreadSlots<T>& slots, Body&& body) {
+  if (serial) {
+    body(slots[0], 0, height);
+    return 1;
+  }
+  const int32_t wanted = ownGetNumThreads();
+  return forkRows(
+      wanted < slots.size() ? wanted : slots.size(), height,
+      [&](int32_t thread, int32_t firstRow, int32_t rows) { body(slots[thread], firstRow, rows); });
+}
+
 }  // namespace nuv

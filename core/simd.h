@@ -52,10 +52,10 @@ inline void store(void* to, V value) {
   std::memcpy(to, &value, sizeof value);
 }
 
-// All lanes the same.
+// All lanes the same. (A sum with zero would turn -0.0 into +0.0.)
 template <class V, class T>
 inline V broadcast(T value) {
-  return V{} + value;
+  return value - V{};
 }
 
 // Lane-wise conversion, as static_cast does it.
@@ -71,6 +71,69 @@ inline V minimum(V a, V b) {
 template <class V>
 inline V maximum(V a, V b) {
   return a > b ? a : b;
+}
+#if NUV_AVX2
+// Against a constant, the compiler would not see one instruction in the comparison.
+inline F32x8 minimum(F32x8 a, F32x8 b) { return _mm256_min_ps(a, b); }
+inline F32x8 maximum(F32x8 a, F32x8 b) { return _mm256_max_ps(a, b); }
+#endif
+
+// Samples from memory of any alignment, each widened to the next larger integer type.
+inline S16x16 loadWidened(const uint8_t* from) {
+#if NUV_AVX2
+  return reinterpret_cast<S16x16>(
+      _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))));
+#else
+  return convert<S16x16>(load<U8x16>(from));
+#endif
+}
+inline S32x8 loadWidened(const int16_t* from) {
+#if NUV_AVX2
+  return reinterpret_cast<S32x8>(
+      _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))));
+#else
+  return convert<S32x8>(load<S16x8>(from));
+#endif
+}
+
+// Eight samples of up to 16 bits from memory of any alignment, as 32-bit integers and as floats.
+inline S32x8 loadAs32s(const uint8_t* from) {
+#if NUV_AVX2
+  return reinterpret_cast<S32x8>(
+      _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from))));
+#else
+  return convert<S32x8>(load<Vector<uint8_t, 8>>(from));
+#endif
+}
+inline S32x8 loadAs32s(const int8_t* from) {
+#if NUV_AVX2
+  return reinterpret_cast<S32x8>(
+      _mm256_cvtepi8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from))));
+#else
+  return convert<S32x8>(load<Vector<int8_t, 8>>(from));
+#endif
+}
+inline S32x8 loadAs32s(const uint16_t* from) {
+#if NUV_AVX2
+  return reinterpret_cast<S32x8>(
+      _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))));
+#else
+  return convert<S32x8>(load<Vector<uint16_t, 8>>(from));
+#endif
+}
+inline S32x8 loadAs32s(const int16_t* from) { return loadWidened(from); }
+template <class T>
+inline F32x8 loadAs32f(const T* from) {
+  if constexpr (std::is_same_v<T, float>) {
+    return load<F32x8>(from);
+  } else {
+    return convert<F32x8>(loadAs32s(from));
+  }
+}
+
+// `value` where the mask lane is set (all bits), +0.0 elsewhere.
+inline F32x8 selectOrZero(S32x8 mask, F32x8 value) {
+  return reinterpret_cast<F32x8>(mask & reinterpret_cast<S32x8>(value));
 }
 
 // a * b + c, rounded once in each lane.

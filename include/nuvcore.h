@@ -14,14 +14,14 @@ extern "C" {
 
 /** Processor features reported by nuvGetEnabledCpuFeatures(). */
 enum {
-  nuvCpuFeatureSse2 = 0x01,
-  nuvCpuFeatureSse3 = 0x02,
-  nuvCpuFeatureSsse3 = 0x04,
-  nuvCpuFeatureSse41 = 0x08,
-  nuvCpuFeatureSse42 = 0x10,
-  nuvCpuFeatureAvx = 0x20,
-  nuvCpuFeatureAvx2 = 0x40,
-  nuvCpuFeatureFma = 0x80
+  nuvCpuFeatureSse2 = 0x01,  /**< SSE2 */
+  nuvCpuFeatureSse3 = 0x02,  /**< SSE3 */
+  nuvCpuFeatureSsse3 = 0x04, /**< SSSE3 */
+  nuvCpuFeatureSse41 = 0x08, /**< SSE4.1 */
+  nuvCpuFeatureSse42 = 0x10, /**< SSE4.2 */
+  nuvCpuFeatureAvx = 0x20,   /**< AVX */
+  nuvCpuFeatureAvx2 = 0x40,  /**< AVX2 */
+  nuvCpuFeatureFma = 0x80    /**< fused multiply-add */
 };
 
 /**
@@ -42,10 +42,18 @@ NUVCV_API NuvStatus nuvSetNumThreads(int32_t numThreads);
  */
 NUVCV_API NuvStatus nuvGetNumThreads(int32_t* pNumThreads);
 
-/** The number of threads that a parallel region asks for: the setting of nuvSetNumThreads(). */
+/**
+ * The configured thread count.
+ *
+ * @return the number of threads that a parallel region asks for, at least 1
+ */
 NUVCV_API int32_t ownGetNumThreads(void);
 
-/** The number of physical cores that the calling thread may run on, at least 1. */
+/**
+ * Counts physical cores.
+ *
+ * @return the number of cores that the calling thread may run on, at least 1
+ */
 NUVCV_API int32_t nuvGetNumCoresOnDie(void);
 
 /**
@@ -57,7 +65,11 @@ NUVCV_API int32_t nuvGetNumCoresOnDie(void);
  */
 NUVCV_API NuvStatus nuvGetMaxCacheSizeB(int32_t* pSizeByte);
 
-/** The features of the processor as a set of `nuvCpuFeature...` bits. Nothing depends on it. */
+/**
+ * Tells the features of the processor. Nothing depends on it.
+ *
+ * @return a set of `nuvCpuFeature...` bits
+ */
 NUVCV_API uint64_t nuvGetEnabledCpuFeatures(void);
 
 /**
@@ -69,7 +81,11 @@ NUVCV_API uint64_t nuvGetEnabledCpuFeatures(void);
  */
 NUVCV_API void* nuvMalloc(int32_t sizeByte);
 
-/** Releases a block from nuvMalloc(). A null pointer is allowed. */
+/**
+ * Releases a block.
+ *
+ * @param pBlock a block from nuvMalloc(); may be null
+ */
 NUVCV_API void nuvFree(void* pBlock);
 
 #ifdef __cplusplus

@@ -137,15 +137,25 @@ typedef struct NuviPyramid {
 
 /** @name State records, opaque to the caller
  * @{ */
+/** A mask, classified for erosion and dilation. */
 typedef struct NuviMorphologyState NuviMorphologyState;
+/** A mask, its reflection and a temporary image, for compositions of erosion and dilation. */
 typedef struct NuviMorphCompositeState NuviMorphCompositeState;
+/** A grayscale structuring element. */
 typedef struct NuviGrayMorphologyState NuviGrayMorphologyState;
+/** The kernel and the rate of a step from one pyramid layer to the next. */
 typedef struct NuviPyramidLayerState NuviPyramidLayerState;
+/** The work memory of pyramidal optical flow for one window size. */
 typedef struct NuviOptFlowPyrLKState NuviOptFlowPyrLKState;
+/** One stage of a Haar classifier: features, thresholds and votes. */
 typedef struct NuviHaarClassifier NuviHaarClassifier;
+/** The region to inpaint, in the order in which it is filled. */
 typedef struct NuviInpaintState NuviInpaintState;
+/** A model of the background: Gaussians for each pixel. */
 typedef struct NuviForegroundGaussianState NuviForegroundGaussianState;
+/** A model of the background: histograms for each pixel. */
 typedef struct NuviForegroundHistogramState NuviForegroundHistogramState;
+/** The point spread functions of a super-resolution residual. */
 typedef struct NuviSRHNState NuviSRHNState;
 /** @} */
 
@@ -161,7 +171,11 @@ typedef struct NuvLibraryVersion {
   const char* buildDateText; /**< date of the release */
 } NuvLibraryVersion;
 
-/** The version of the library: a constant record, the same pointer on each call. Cannot fail. */
+/**
+ * The version of the library. Cannot fail.
+ *
+ * @return a constant record, the same on each call
+ */
 NUVCV_API const NuvLibraryVersion* nuvcvGetLibVersion(void);
 
 #ifdef __cplusplus
