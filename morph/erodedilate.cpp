@@ -120,7 +120,7 @@ void widenRun(const T* from, Run inner, Run outer, T* to, ptrdiff_t width, ptrdi
   const auto edgePixels = [=](ptrdiff_t begin, ptrdiff_t end) {
     for (ptrdiff_t x = begin; x < end; ++x) {
       for (ptrdiff_t c = 0; c < channels; ++c) {
-        T extreme = Extreme::neutral;
+        T extreme = Extreme::neutral();
         for (int32_t t = 0; t < shifts; ++t) {
           const ptrdiff_t place = clampTo<ptrdiff_t>(x + offsets[t] / channels, 0, last);
           extreme = Extreme::of(extreme, from[place * channels + c]);

@@ -10,7 +10,7 @@ namespace nuv {
 template <class T>
 struct Minimum {
   using Element = T;
-  static constexpr T neutral = std::numeric_limits<T>::max();
+  static constexpr T neutral() { return std::numeric_limits<T>::max(); }
   template <class V>
   static V of(V a, V b) {
     return minimum(a, b);
@@ -19,7 +19,7 @@ struct Minimum {
 template <class T>
 struct Maximum {
   using Element = T;
-  static constexpr T neutral = std::numeric_limits<T>::lowest();
+  static constexpr T neutral() { return std::numeric_limits<T>::lowest(); }
   template <class V>
   static V of(V a, V b) {
     return maximum(a, b);
@@ -32,11 +32,11 @@ template <class Extreme, class V, int parts>
 class Strip {
  public:
   using T = typename Extreme::Element;
-  static constexpr ptrdiff_t lanes = sizeof(V) / sizeof(T);
-  static constexpr ptrdiff_t width = parts * lanes;
+  static constexpr ptrdiff_t lanes() { return sizeof(V) / sizeof(T); }
+  static constexpr ptrdiff_t width() { return parts * lanes(); }
 
   void load(const T* from) {
-    for (int i = 0; i < parts; ++i) part_[i] = nuv::load<V>(from + i * lanes);
+    for (int i = 0; i < parts; ++i) part_[i] = nuv::load<V>(from + i * lanes());
   }
   void fill(T value) {
     for (V& part : part_) part = broadcast<V>(value);
@@ -48,16 +48,16 @@ class Strip {
   template <class Map>
   void fold(const T* from, Map&& map) {
     for (int i = 0; i < parts; ++i) {
-      part_[i] = Extreme::of(part_[i], map(nuv::load<V>(from + i * lanes)));
+      part_[i] = Extreme::of(part_[i], map(nuv::load<V>(from + i * lanes())));
     }
   }
   void store(T* to) const {
-    for (int i = 0; i < parts; ++i) nuv::store(to + i * lanes, part_[i]);
+    for (int i = 0; i < parts; ++i) nuv::store(to + i * lanes(), part_[i]);
   }
   // Stores the extreme of the strip and what stands there; the strip keeps its own.
   void foldInto(T* to) const {
     for (int i = 0; i < parts; ++i) {
-      nuv::store(to + i * lanes, Extreme::of(part_[i], nuv::load<V>(to + i * lanes)));
+      nuv::store(to + i * lanes(), Extreme::of(part_[i], nuv::load<V>(to + i * lanes())));
     }
   }
 
@@ -67,7 +67,7 @@ class Strip {
 
 // Calls body(strip, x) for strips that cover the elements 0..count-1. The last strip of a row may
 // overlap the one before it, so the body computes its elements afresh from a source other than its
-// result, or the count is a multiple of rowAlignment.
+// result, or the count is a whole number of vectors.
 template <class Extreme, class Body>
 inline void forStrips(ptrdiff_t count, Body&& body) {
   using T = typename Extreme::Element;
@@ -75,11 +75,11 @@ inline void forStrips(ptrdiff_t count, Body&& body) {
   using Wide = Strip<Extreme, V, 8>;
   using Narrow = Strip<Extreme, V, 1>;
   ptrdiff_t x = 0;
-  for (; x + Wide::width <= count; x += Wide::width) body(Wide(), x);
-  for (; x + Narrow::width <= count; x += Narrow::width) body(Narrow(), x);
+  for (; x + Wide::width() <= count; x += Wide::width()) body(Wide(), x);
+  for (; x + Narrow::width() <= count; x += Narrow::width()) body(Narrow(), x);
   if (x == count) return;
-  if (count >= Narrow::width) {
-    body(Narrow(), count - Narrow::width);
+  if (count >= Narrow::width()) {
+    body(Narrow(), count - Narrow::width());
   } else {
     for (; x < count; ++x) body(Strip<Extreme, Vector<T, 1>, 1>(), x);
   }

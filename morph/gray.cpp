@@ -149,7 +149,7 @@ template <class Sums, template <class> class Extreme>
 typename Sums::Pixel extremeAt(Image<const typename Sums::Pixel> src, NuviSize size, int32_t x,
                                int32_t y, const Element<typename Sums::Weight>& element) {
   using Sum = typename Sums::Weight;
-  Sum extreme = Extreme<typename Sums::Pixel>::neutral;
+  Sum extreme = Extreme<typename Sums::Pixel>::neutral();
   for (int32_t j = 0; j < element.height; ++j) {
     const auto* const row = src.row(clampTo(y + j - element.anchorY, 0, size.height - 1));
     for (int32_t i = 0; i < element.width; ++i) {
@@ -179,7 +179,7 @@ void applyWeights(Image<const typename Sums::Pixel> src, Image<typename Sums::Pi
       result[x] = extremeAt<Sums, Extreme>(src, size, x, y, element);
     }
     forStrips<Extreme<Pixel>>(end - begin, [&](auto strip, ptrdiff_t x) {
-      strip.fill(Extreme<Pixel>::neutral);
+      strip.fill(Extreme<Pixel>::neutral());
       for (int32_t j = 0; j < element.height; ++j) {
         const int32_t row = clampTo(y + j - element.anchorY, 0, size.height - 1);
         const Pixel* const window = src.row(row) + begin - element.anchorX + x;

@@ -63,8 +63,8 @@ void filterColumns(Image<const T> src, ptrdiff_t lastRow, ptrdiff_t firstRow, in
 template <class Extreme, class T>
 void filterLine(T* line, ptrdiff_t samples, ptrdiff_t channels, Reach reach, T* dst) {
   T* const begin = line - reach.before * channels;
-  std::fill(begin, line, Extreme::neutral);
-  std::fill_n(line + samples, reach.behind * channels, Extreme::neutral);
+  std::fill(begin, line, Extreme::neutral());
+  std::fill_n(line + samples, reach.behind * channels, Extreme::neutral());
 
   // begin[x] is the extreme over the `covered` pixels from there on. The last vector reaches behind
   // what is needed, and what it finds there is not looked at again.
