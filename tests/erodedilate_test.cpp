@@ -64,6 +64,15 @@ TEST(MorphologyState, ClassifiesMasks) {
   EXPECT_EQ(ownMaskKindRowRuns, kindOf(diamond, {2, 2}, &forms32f[1]));
   EXPECT_EQ(ownMaskKindGeneral, kindOf(diamond, {2, 2}, &forms32f[2]));
   EXPECT_EQ(ownMaskKindRowRuns, kindOf(cross, {1, 1}, &forms32f[0]));
+  const auto column = [](int32_t length) {  // with a gap at the second element
+    std::string rows = "#/.";
+    for (int32_t i = 2; i < length; ++i) rows += "/#";
+    return rows;
+  };
+  EXPECT_EQ(ownMaskKindGeneral, kindOf(column(16), {0, 0}, &forms32f[1]));
+  EXPECT_EQ(ownMaskKindRowRuns, kindOf(column(17), {0, 0}, &forms32f[1]));
+  EXPECT_EQ(ownMaskKindGeneral, kindOf(column(48), {0, 0}, &forms32f[2]));
+  EXPECT_EQ(ownMaskKindRowRuns, kindOf(column(49), {0, 0}, &forms32f[2]));
   EXPECT_EQ(ownMaskKindRectangle, kindOf("##/##", {1, 1}, &forms32f[2]));
 }
 

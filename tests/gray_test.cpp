@@ -134,7 +134,7 @@ TYPED_TEST(Gray, WeightsOfZeroAreTheFlatFilter) {
 
 TEST(GrayValues, SumsAreLimitedAndWrapAtTheEndOf32Bits) {
   const uint8_t src[40] = {0, 1, 255};
-  const auto dilated = [&](int32_t weight, bool maximum) {
+  const auto result = [&](int32_t weight, bool maximum) {
     uint8_t block[32], dst[40];
     auto* const state = reinterpret_cast<NuviGrayMorphologyState*>(block);
     EXPECT_EQ(nuvStatusOk, nuviMorphGrayInit_8u_C1R(state, {40, 1}, &weight, {1, 1}, {0, 0}));
@@ -143,13 +143,21 @@ TEST(GrayValues, SumsAreLimitedAndWrapAtTheEndOf32Bits) {
     return std::vector<int>(dst, dst + 3);
   };
   for (const bool maximum : {false, true}) {
-    EXPECT_EQ((std::vector<int>{0, 0, 0}), dilated(-255, maximum));
-    EXPECT_EQ((std::vector<int>{0, 0, 1}), dilated(-254, maximum));
-    EXPECT_EQ((std::vector<int>{0, 0, 0}), dilated(INT32_MIN, maximum));
-    EXPECT_EQ((std::vector<int>{254, 255, 255}), dilated(254, maximum));
-    EXPECT_EQ((std::vector<int>{255, 255, 255}), dilated(INT32_MAX - 255, maximum));
-    EXPECT_EQ((std::vector<int>{255, 0, 0}), dilated(INT32_MAX, maximum));
+    EXPECT_EQ((std::vector<int>{0, 0, 0}), result(-255, maximum));
+    EXPECT_EQ((std::vector<int>{0, 0, 1}), result(-254, maximum));
+    EXPECT_EQ((std::vector<int>{0, 0, 0}), result(INT32_MIN, maximum));
+    EXPECT_EQ((std::vector<int>{254, 255, 255}), result(254, maximum));
+    EXPECT_EQ((std::vector<int>{255, 255, 255}), result(INT32_MAX - 255, maximum));
+    EXPECT_EQ((std::vector<int>{255, 0, 0}), result(INT32_MAX, maximum));
   }
+  // Beside a weight that never wins.
+  const int32_t weights[] = {INT32_MAX, -255};
+  uint8_t block[36], dst[40];
+  auto* const state = reinterpret_cast<NuviGrayMorphologyState*>(block);
+  ASSERT_EQ(nuvStatusOk, nuviMorphGrayInit_8u_C1R(state, {40, 1}, weights, {2, 1}, {0, 0}));
+  ASSERT_EQ(nuvStatusOk,
+            nuviGrayDilateBorder_8u_C1R(src, 40, dst, 40, {40, 1}, nuvBorderReplicate, state));
+  EXPECT_EQ((std::vector<int>{255, 0, 0, 255}), std::vector<int>(dst, dst + 4));
 }
 
 TEST(GrayChecks, FirstFailureInOrderAndNothingWritten) {

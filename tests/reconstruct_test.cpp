@@ -118,6 +118,21 @@ TYPED_TEST(Reconstruct, ThreadsDoNotShow) {
   });
 }
 
+// A row that the first pass left alone is entered from below, at one end, and fills to the other.
+TYPED_TEST(Reconstruct, EntersARowAtItsEnd) {
+  for (int32_t width = 1; width <= 70; ++width) {
+    for (const int32_t seed : {0, width - 1}) {
+      TestImage<TypeParam> limit({width, 2}), marker({width, 2});
+      limit.fill([] { return 0; });
+      marker.fill([] { return 0; });
+      std::fill_n(limit.row(0), width, TypeParam(200));
+      limit.at(seed, 1) = TypeParam(200);
+      marker.at(seed, 1) = TypeParam(150);
+      expectReference(true, 1, limit, marker);
+    }
+  }
+}
+
 // A corridor that winds through the image, over the cut between the halves many times: growth has
 // one way only, from one end to the other.
 TYPED_TEST(Reconstruct, FollowsASnake) {
