@@ -10,6 +10,7 @@
 #include "nuvcv/feature.h"
 #include "nuvcv/filter.h"
 #include "nuvcv/geometry.h"
+#include "nuvcv/morph.h"
 #include "nuvcv/stats.h"
 #include "nuvcv/types.h"
 
