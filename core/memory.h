@@ -22,6 +22,13 @@ inline int32_t* ownAlloc32s(int32_t count) { return allocate<int32_t>(count); }
 inline double* ownAlloc64f(int32_t count) { return allocate<double>(count); }
 inline void ownFree(void* block) { nuvFree(block); }
 
+// What a ...Free function does with a state that is one block.
+inline NuvStatus freeState(void* state) {
+  if (state == nullptr) return nuvStatusNullPointer;
+  ownFree(state);
+  return nuvStatusOk;
+}
+
 // A block that is released at the end of its scope.
 template <class T>
 class OwnedBlock {

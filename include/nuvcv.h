@@ -9,6 +9,8 @@
 #include "nuvcv/arith.h"
 #include "nuvcv/feature.h"
 #include "nuvcv/filter.h"
+#include "nuvcv/geometry.h"
+#include "nuvcv/morph.h"
 #include "nuvcv/stats.h"
 #include "nuvcv/types.h"
 

@@ -59,17 +59,20 @@ inline double joined(double a, double b) {
   return kind == Kind::inf ? std::max(a, b) : a + b;
 }
 
-// Pixels under a zero mask are 0 in both images.
+// Under a zero mask a pixel is 0, or equal to the one that it is compared with.
 template <Kind kind, bool difference, int stride, class T>
 double rowNorm(const T* a, const T* b, const uint8_t* mask, ptrdiff_t width) {
   double norm = 0.0;
   for (ptrdiff_t x = 0; x < width; x += chunkWidth) {
     const ptrdiff_t count = std::min(width - x, chunkWidth);
     T firstBuffer[chunkWidth], secondBuffer[chunkWidth];
-    const T* const first = collect<stride>(a + x * stride, mask + x, T{0}, count, firstBuffer);
+    const uint8_t* const firstMask = difference ? nullptr : mask + x;
+    const T* const first = collect<stride>(a + x * stride, firstMask, T{0}, count, firstBuffer);
     const T* second = zeros<T>;
     if constexpr (difference) {
-      second = collect<stride>(b + x * stride, mask + x, T{0}, count, secondBuffer);
+      second = collect<stride, T>(b + x * stride, nullptr, T{0}, count, secondBuffer);
+      select(second, mask + x, count, secondBuffer, first);
+      second = secondBuffer;
     }
     norm = joined<kind>(norm, chunkNorm<kind>(first, second, count));
   }

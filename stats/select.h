@@ -11,24 +11,37 @@ namespace nuv {
 // that the sums of 16-bit magnitudes and of 8-bit squares fit 32 bits.
 constexpr ptrdiff_t chunkWidth = 2048;
 
-// pixels[x], or `otherwise` where the mask is 0. `selected` may be `pixels`.
-template <class T>
-void select(const T* pixels, const uint8_t* mask, T otherwise, ptrdiff_t width, T* selected) {
-  constexpr size_t lanes = 32 / sizeof(T);
+// pixels[x], or otherwise(x) where the mask is 0; otherwise() gives an element, or a vector of
+// them. `selected` may be `pixels`.
+template <class T, class Otherwise>
+void select(const T* pixels, const uint8_t* mask, ptrdiff_t width, T* selected,
+            Otherwise&& otherwise) {
+  constexpr ptrdiff_t lanes = 32 / sizeof(T);
   using V = Vector<T, lanes>;
-  const V others = broadcast<V>(otherwise);
   ptrdiff_t x = 0;
-  for (; x + static_cast<ptrdiff_t>(lanes) <= width; x += lanes) {
+  for (; x + lanes <= width; x += lanes) {
     const V value = load<V>(pixels + x);
+    const V other = otherwise(x, V{});
     if constexpr (sizeof(T) == 1) {
-      store(selected + x, load<U8x32>(mask + x) != 0 ? value : others);
+      store(selected + x, load<U8x32>(mask + x) != 0 ? value : other);
     } else if constexpr (sizeof(T) == 2) {
-      store(selected + x, loadWidened(mask + x) != 0 ? value : others);
+      store(selected + x, loadWidened(mask + x) != 0 ? value : other);
     } else {
-      store(selected + x, loadAs32s(mask + x) != 0 ? value : others);
+      store(selected + x, loadAs32s(mask + x) != 0 ? value : other);
     }
   }
-  for (; x < width; ++x) selected[x] = mask[x] != 0 ? pixels[x] : otherwise;
+  for (; x < width; ++x) selected[x] = mask[x] != 0 ? pixels[x] : otherwise(x, T{});
+}
+template <class T>
+void select(const T* pixels, const uint8_t* mask, ptrdiff_t width, T* selected, T otherwise) {
+  select(pixels, mask, width, selected,
+         [=](ptrdiff_t, auto like) { return broadcast<decltype(like)>(otherwise); });
+}
+template <class T>
+void select(const T* pixels, const uint8_t* mask, ptrdiff_t width, T* selected,
+            const T* otherwise) {
+  select(pixels, mask, width, selected,
+         [=](ptrdiff_t x, auto like) { return load<decltype(like)>(otherwise + x); });
 }
 
 // The pixels of up to a chunk of a row whose channel's elements lie `stride` apart, `otherwise`
@@ -42,7 +55,7 @@ const T* collect(const T* row, const uint8_t* mask, T otherwise, ptrdiff_t width
     pixels = buffer;
   }
   if (mask == nullptr) return pixels;
-  select(pixels, mask, otherwise, width, buffer);
+  select(pixels, mask, width, buffer, otherwise);
   return buffer;
 }
 

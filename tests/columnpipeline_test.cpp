@@ -57,7 +57,8 @@ struct Class16s {
                      int32_t divisor) {
     int64_t sum = 0;
     for (size_t j = 0; j < k.size(); ++j) sum += int64_t{p[j]} * k[j];
-    return clamped<Result>(std::trunc(static_cast<float>(sum) * (1.0f / static_cast<float>(divisor))));
+    return clamped<Result>(
+        std::trunc(static_cast<float>(sum) * (1.0f / static_cast<float>(divisor))));
   }
 };
 
