@@ -78,13 +78,13 @@ inline int32_t threadScratchBytes(const FilterScratch& form, NuviSize roiSize, i
 // ---- the passes
 
 // One thread's part of a filter: `Source` pixels become `Sample` rows in the ring, and those
-// `Result` pixels. The row pass writes whole blocks, `planes` rows of `pitch` samples; the column
-// pass is given the planes of each tap's row.
+// `Result` pixels. The row pass writes whole blocks of the columns `first` to `end`, in `planes`
+// rows of `pitch` samples; the column pass is given the planes of each tap's row.
 template <class Source, class Sample, class Result>
 struct Filter {
   int32_t taps;
   int32_t planes;
-  void (*rowPass)(const Source* line, Sample* rows, ptrdiff_t pitch);
+  void (*rowPass)(const Source* row, Sample* rows, ptrdiff_t pitch, ptrdiff_t first, ptrdiff_t end);
   void (*columnPass)(const Sample* const* rows, ptrdiff_t pitch, Result* dst, ptrdiff_t width,
                      float inverse);
 };
@@ -97,18 +97,16 @@ struct FilterSource {
   FilterBorder border;
   Source constant;
 
-  // Row y, continued by `reach` pixels on both sides, into line[-reach .. width + reach).
-  void fillLine(int32_t y, int32_t reach, Source* line) const {
+  // The row that stands at y; null if it is all constant.
+  const Source* rowAt(int32_t y) const {
+    if ((y >= 0 || border.top) && (y < size.height || border.bottom)) return image.row(y);
+    if (border.kind == nuvBorderConstant) return nullptr;
+    return image.row(static_cast<ptrdiff_t>(borderPosition(border.kind, y, size.height)));
+  }
+
+  // Writes what stands in for the `reach` pixels left and right of a row.
+  void fillBorder(const Source* row, int32_t reach, Source* line) const {
     const ptrdiff_t width = size.width;
-    const bool inMemory = (y >= 0 || border.top) && (y < size.height || border.bottom);
-    if (!inMemory && border.kind == nuvBorderConstant) {
-      std::fill(line - reach, line + width + reach, constant);
-      return;
-    }
-    const Source* const row =
-        image.row(inMemory ? ptrdiff_t{y}
-                           : static_cast<ptrdiff_t>(borderPosition(border.kind, y, size.height)));
-    std::memcpy(line, row, static_cast<size_t>(width) * sizeof(Source));
     if (border.left) {
       std::copy(row - reach, row, line - reach);
     } else {
@@ -128,28 +126,46 @@ template <class Source, class Sample, class Result>
 void filterShare(const Filter<Source, Sample, Result>& filter, const FilterSource<Source>& src,
                  const Image<Result>& dst, Scratch scratch, int32_t firstRow, int32_t rows,
                  float inverse) {
-  constexpr ptrdiff_t margin = 32 / sizeof(Source);
   constexpr int32_t mostTaps = 5;
-  const ptrdiff_t pitch = alignUp<ptrdiff_t>(src.size.width, 16);
+  constexpr ptrdiff_t mostReach = mostTaps / 2;
+  constexpr ptrdiff_t stretch = 32;  // columns; whole blocks of every kind
+  const ptrdiff_t width = src.size.width;
+  const ptrdiff_t pitch = alignUp(width, stretch);
   const int32_t taps = filter.taps;
   const int32_t reach = taps / 2;
-  Source* const line = scratch.take<Source>(pitch + 2 * margin, 32) + margin;
+  Source* const line = scratch.take<Source>(pitch + 2 * stretch, 32) + stretch;
   Sample* const ring = scratch.take<Sample>(pitch * taps * filter.planes, 32);
 
   // Row y has its place in the ring; the rows in use are `taps` in sequence.
   const auto place = [&](int32_t y) {
     return ring + (y - firstRow + reach) % taps * filter.planes * pitch;
   };
+  // Stretches that need no pixel from outside the row are filtered where they are. The first one
+  // and what follows the last one go through the line, where the border continues them.
+  const ptrdiff_t insideEnd = (width - mostReach) / stretch * stretch;
+  const ptrdiff_t insideFirst = std::min(stretch, insideEnd);
   const auto fill = [&](int32_t y) {
-    src.fillLine(y, reach, line);
-    filter.rowPass(line, place(y), pitch);
+    Sample* const filtered = place(y);
+    const Source* const row = src.rowAt(y);
+    if (row == nullptr) {
+      std::fill(line - reach, line + width + reach, src.constant);
+      filter.rowPass(line, filtered, pitch, 0, pitch);
+      return;
+    }
+    src.fillBorder(row, reach, line);
+    std::copy(row, row + std::min(insideFirst + mostReach, width), line);
+    const ptrdiff_t rest = std::max<ptrdiff_t>(insideEnd - mostReach, 0);
+    std::copy(row + rest, row + width, line + rest);
+    filter.rowPass(line, filtered, pitch, 0, insideFirst);
+    filter.rowPass(row, filtered, pitch, insideFirst, insideEnd);
+    filter.rowPass(line, filtered, pitch, insideEnd, pitch);
   };
   for (int32_t y = firstRow - reach; y < firstRow + reach; ++y) fill(y);
   for (int32_t y = firstRow; y < firstRow + rows; ++y) {
     fill(y + reach);
     const Sample* tapRows[mostTaps];
     for (int32_t k = 0; k < taps; ++k) tapRows[k] = place(y - reach + k);
-    filter.columnPass(tapRows, pitch, dst.row(y), src.size.width, inverse);
+    filter.columnPass(tapRows, pitch, dst.row(y), width, inverse);
   }
 }
 

@@ -54,7 +54,7 @@ NuvStatus nuviFilterLaplacianBorder_8u16s_C1R(const uint8_t* pSrc, int32_t srcSt
                                               int32_t dstStep, NuviSize roiSize,
                                               NuviMaskSize maskSize, NuviBorderType borderType,
                                               uint8_t borderValue, uint8_t* pBuffer) {
-  return laplacian<uint8_t, int16_t, AsSum<int16_t>>(
+  return laplacian<uint8_t, int16_t, AsShort>(
       {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},
       scratch8u16s);
 }
@@ -73,7 +73,7 @@ NuvStatus nuviFilterLaplacianBorder_32f_C1R(const float* pSrc, int32_t srcStep, 
                                             int32_t dstStep, NuviSize roiSize,
                                             NuviMaskSize maskSize, NuviBorderType borderType,
                                             float borderValue, uint8_t* pBuffer) {
-  return laplacian<float, float, AsSum<float>>(
+  return laplacian<float, float, AsFloat>(
       {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},
       scratch32f);
 }

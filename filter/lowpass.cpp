@@ -16,11 +16,16 @@ inline S16x16 multiplyHigh(S16x16 a, int16_t factor) {
   return a;
 #endif
 }
+inline ByteBlock multiplyHigh(ByteBlock a, int16_t factor) {
+  return {multiplyHigh(a.even, factor), multiplyHigh(a.odd, factor)};
+}
 
+// The means of bytes fit a byte.
 struct Mean3x3Bytes {
   template <class R>
   static auto sum(R r) {
-    return multiplyHigh(r(0) + r(1) + r(2) + broadcast<S16x16>(int16_t{5}), 7280);
+    const auto half = broadcast<S16x16>(int16_t{5});
+    return multiplyHigh(r(0) + r(1) + r(2) + ByteBlock{half, half}, 7280);
   }
 };
 struct Mean5x5Bytes {
@@ -47,19 +52,6 @@ struct Mean5x5Floats {
   }
 };
 
-// Means of bytes fit a byte.
-struct AsByte {
-  using Result = uint8_t;
-  static void write(S16x16 sum, uint8_t* dst, ptrdiff_t count, ptrdiff_t, float) {
-    const U8x16 bytes = narrowSaturate<uint8_t>(sum);
-    if (count >= 16) {
-      store(dst, bytes);
-    } else {
-      std::memcpy(dst, &bytes, static_cast<size_t>(count));
-    }
-  }
-};
-
 constexpr FilterScratch scratch8u = {2, 1, 248, 32, false};
 constexpr FilterScratch scratch32f = {4, 1, 184, 32, true};
 
@@ -74,8 +66,8 @@ NuvStatus nuviFilterLowpassBorder_8u_C1R(const uint8_t* pSrc, int32_t srcStep, u
                                          uint8_t* pBuffer) {
   return filterWithBorder<uint8_t, int16_t, uint8_t>(
       {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},
-      scratch8u, separable<uint8_t, int16_t, AsByte, 3, Row111, Mean3x3Bytes>,
-      separable<uint8_t, int16_t, AsByte, 5, Row11111, Mean5x5Bytes>);
+      scratch8u, separable<uint8_t, int16_t, AsByte, 3, Row111, Mean3x3Bytes>(),
+      separable<uint8_t, int16_t, AsByte, 5, Row11111, Mean5x5Bytes>());
 }
 
 NuvStatus nuviFilterLowpassBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
@@ -84,8 +76,8 @@ NuvStatus nuviFilterLowpassBorder_32f_C1R(const float* pSrc, int32_t srcStep, fl
                                           uint8_t* pBuffer) {
   return filterWithBorder<float, float, float>(
       {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},
-      scratch32f, separable<float, float, AsSum<float>, 3, Row111, Mean3x3Floats>,
-      separable<float, float, AsSum<float>, 5, Row11111, Mean5x5Floats>);
+      scratch32f, separable<float, float, AsFloat, 3, Row111, Mean3x3Floats>(),
+      separable<float, float, AsFloat, 5, Row11111, Mean5x5Floats>());
 }
 
 NuvStatus nuviFilterLowpassGetBufferSize_8u_C1R(NuviSize roiSize, NuviMaskSize maskSize,

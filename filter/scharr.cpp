@@ -20,8 +20,8 @@ struct ScharrVert {
 template <class Shapes, class Source, class Sample, class Write>
 NuvStatus scharr(const FilterCall<Source, typename Write::Result>& call,
                  const FilterScratch& form) {
-  constexpr auto& filter =
-      separable<Source, Sample, Write, 3, typename Shapes::Row, typename Shapes::Column>;
+  constexpr auto filter =
+      separable<Source, Sample, Write, 3, typename Shapes::Row, typename Shapes::Column>();
   return filterWithBorder(call, form, filter, filter);
 }
 
@@ -38,7 +38,7 @@ using namespace nuv;
   NuvStatus nuviFilter##name##Border_8u16s_C1R(                                                   \
       const uint8_t* pSrc, int32_t srcStep, int16_t* pDst, int32_t dstStep, NuviSize roiSize,     \
       NuviBorderType borderType, uint8_t borderValue, uint8_t* pBuffer) {                         \
-    return scharr<name, uint8_t, int16_t, AsSum<int16_t>>(                                        \
+    return scharr<name, uint8_t, int16_t, AsShort>(                                               \
         {pSrc, srcStep, pDst, dstStep, roiSize, nuvMask3x3, borderType, borderValue, 1, pBuffer}, \
         form8u16s);                                                                               \
   }                                                                                               \
@@ -53,7 +53,7 @@ using namespace nuv;
   NuvStatus nuviFilter##name##Border_32f_C1R(                                                     \
       const float* pSrc, int32_t srcStep, float* pDst, int32_t dstStep, NuviSize roiSize,         \
       NuviBorderType borderType, float borderValue, uint8_t* pBuffer) {                           \
-    return scharr<name, float, float, AsSum<float>>(                                              \
+    return scharr<name, float, float, AsFloat>(                                                   \
         {pSrc, srcStep, pDst, dstStep, roiSize, nuvMask3x3, borderType, borderValue, 1, pBuffer}, \
         scratch32f);                                                                              \
   }                                                                                               \

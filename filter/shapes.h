@@ -6,8 +6,7 @@
 // ascending order of the taps except where pairs of equal taps are added first.
 #pragma once
 
-#include "core/numeric.h"
-#include "core/simd.h"
+#include "filter/blocks.h"
 #include "filter/borderengine.h"
 
 namespace nuv {
@@ -89,14 +88,6 @@ struct RowEightfold {  // 0 8 0
 
 // ---- column shapes: r(k) is the row of tap k
 
-// a * factor + c: in float rounded once, in 16 bits exact.
-inline S16x16 multiplyAdd(S16x16 a, int factor, S16x16 c) {
-  return a * static_cast<int16_t>(factor) + c;
-}
-inline F32x8 multiplyAdd(F32x8 a, int factor, F32x8 c) {
-  return fused(broadcast<F32x8>(static_cast<float>(factor)), a, c);
-}
-
 struct Column101 {  // -1 0 1
   template <class R>
   static auto sum(R r) {
@@ -145,82 +136,43 @@ struct Negated {
   template <class R>
   static auto sum(R r) {
     const auto sum = Shape::sum(r);
-    return decltype(sum){} - sum;
+    return decltype(Shape::sum(r)){} - sum;
   }
 };
 
 // ---- the passes of a shape
 
-template <class Sample>
-using Block = std::conditional_t<sizeof(Sample) == 2, S16x16, F32x8>;
-template <class Sample>
-constexpr ptrdiff_t blockLanes = static_cast<ptrdiff_t>(sizeof(Block<Sample>) / sizeof(Sample));
-
-inline S16x16 loadBlock(const uint8_t* from) { return loadWidened(from); }
-inline F32x8 loadBlock(const float* from) { return load<F32x8>(from); }
-
 // The row pass of one shape, or of several, each of which fills a plane of its own.
 template <class Source, class Sample, class... Shapes>
-void rowPass(const Source* line, Sample* rows, ptrdiff_t pitch) {
-  for (ptrdiff_t x = 0; x < pitch; x += blockLanes<Sample>) {
-    const auto pixels = [&](ptrdiff_t offset) { return loadBlock(line + x + offset); };
+void rowPass(const Source* row, Sample* rows, ptrdiff_t pitch, ptrdiff_t first, ptrdiff_t end) {
+  for (ptrdiff_t x = first; x < end; x += BlockOf<Sample>::columns) {
+    const auto pixels = [&](ptrdiff_t offset) { return loadPixels(row + x, offset); };
     ptrdiff_t plane = 0;
     ((store(rows + pitch * plane++ + x, Shapes::sum(pixels))), ...);
   }
 }
 
-// Ways in which the sums of a block become results, of which `count` stand in the row.
-
-// The sums as they are: 16 bits for 8-bit pixels, float for float.
-template <class Sample>
-struct AsSum {
-  using Result = Sample;
-  static void write(Block<Sample> sum, Sample* dst, ptrdiff_t count, ptrdiff_t, float) {
-    if (count >= blockLanes<Sample>) {
-      store(dst, sum);
-    } else {
-      std::memcpy(dst, &sum, static_cast<size_t>(count) * sizeof(Sample));
-    }
-  }
-};
-
-// Sums times the inverse of the divisor, saturated to 8 bits signed. Whole blocks of 8 columns are
-// rounded to nearest even; the columns behind the last of them are clamped and truncated.
-struct AsQuotient {
-  using Result = int8_t;
-  static void write(S16x16 sum, int8_t* dst, ptrdiff_t count, ptrdiff_t rounded, float inverse) {
-    if (rounded >= 16) {
-      int16_t sums[16];
-      store(sums, sum);
-      const F32x8 low = loadAs32f(sums) * inverse;
-      const F32x8 high = loadAs32f(sums + 8) * inverse;
-      store(dst,
-            narrowSaturate<int8_t>(packSaturate(roundNearestEven(low), roundNearestEven(high))));
-      return;
-    }
-    for (ptrdiff_t x = 0; x < std::min<ptrdiff_t>(count, 16); ++x) {
-      const float quotient = static_cast<float>(sum[x]) * inverse;
-      dst[x] = x < rounded ? roundSaturate<int8_t>(quotient) : truncateSaturate<int8_t>(quotient);
-    }
-  }
-};
-
 // The column pass of a shape; at(k, plane) is a block of the row of tap k.
 template <class Shape, class Sample, class Write>
 void columnPass(const Sample* const* rows, ptrdiff_t pitch, typename Write::Result* dst,
                 ptrdiff_t width, float inverse) {
-  const ptrdiff_t wholeBlocks = width & ~ptrdiff_t{7};
-  for (ptrdiff_t x = 0; x < width; x += blockLanes<Sample>) {
-    const auto at = [&](int k, ptrdiff_t plane = 0) {
-      return load<Block<Sample>>(rows[k] + plane * pitch + x);
-    };
-    Write::write(Shape::sum(at), dst + x, width - x, wholeBlocks - x, inverse);
+  const Write write(inverse);
+  ptrdiff_t x = 0;
+  const auto at = [&](int k, ptrdiff_t plane = 0) {
+    typename BlockOf<Sample>::type block;
+    load(rows[k] + plane * pitch + x, block);
+    return block;
+  };
+  for (; x + BlockOf<Sample>::columns <= width; x += BlockOf<Sample>::columns) {
+    write(Shape::sum(at), dst + x);
   }
+  if (x < width) writeTail(write, Shape::sum(at), dst + x, width - x);
 }
 
 // A filter of one row shape and one column shape.
 template <class Source, class Sample, class Write, int taps, class RowShape, class ColumnShape>
-constexpr Filter<Source, Sample, typename Write::Result> separable = {
-    taps, 1, rowPass<Source, Sample, RowShape>, columnPass<ColumnShape, Sample, Write>};
+constexpr Filter<Source, Sample, typename Write::Result> separable() {
+  return {taps, 1, rowPass<Source, Sample, RowShape>, columnPass<ColumnShape, Sample, Write>};
+}
 
 }  // namespace nuv

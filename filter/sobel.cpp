@@ -13,8 +13,8 @@ struct Masks {
   template <class Source, class Sample, class Write>
   static NuvStatus run(const FilterCall<Source, typename Write::Result>& call,
                        const FilterScratch& form) {
-    return filterWithBorder(call, form, separable<Source, Sample, Write, 3, Row3, Column3>,
-                            separable<Source, Sample, Write, 5, Row5, Column5>);
+    return filterWithBorder(call, form, separable<Source, Sample, Write, 3, Row3, Column3>(),
+                            separable<Source, Sample, Write, 5, Row5, Column5>());
   }
 };
 
@@ -42,7 +42,7 @@ using namespace nuv;
   NuvStatus nuviFilter##name##Border_8u16s_C1R(                                                  \
       const uint8_t* pSrc, int32_t srcStep, int16_t* pDst, int32_t dstStep, NuviSize roiSize,    \
       NuviMaskSize maskSize, NuviBorderType borderType, uint8_t borderValue, uint8_t* pBuffer) { \
-    return name::run<uint8_t, int16_t, AsSum<int16_t>>(                                          \
+    return name::run<uint8_t, int16_t, AsShort>(                                                 \
         {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},  \
         form8u16s);                                                                              \
   }                                                                                              \
@@ -58,7 +58,7 @@ using namespace nuv;
   NuvStatus nuviFilter##name##Border_32f_C1R(                                                    \
       const float* pSrc, int32_t srcStep, float* pDst, int32_t dstStep, NuviSize roiSize,        \
       NuviMaskSize maskSize, NuviBorderType borderType, float borderValue, uint8_t* pBuffer) {   \
-    return name::run<float, float, AsSum<float>>(                                                \
+    return name::run<float, float, AsFloat>(                                                     \
         {pSrc, srcStep, pDst, dstStep, roiSize, maskSize, borderType, borderValue, 1, pBuffer},  \
         scratch32f);                                                                             \
   }                                                                                              \

@@ -190,12 +190,14 @@ void compare(Call<S, D> call, SizeCall sizeCall, NuviMaskSize mask, const Source
   const auto run = [&] {
     int32_t bytes = 0;
     ASSERT_EQ(nuvStatusOk, sizeCall(src.size, mask, &bytes));
-    const GuardedBlock buffer(static_cast<size_t>(bytes),
-                              pad % 2 == 0 ? Against::end : Against::begin);
+    // Exactly against a page that faults, or at an odd address.
+    const size_t odd = pad % 2 == 0 ? 0 : 1;
+    const GuardedBlock buffer(static_cast<size_t>(bytes) + odd,
+                              odd == 0 ? Against::end : Against::begin);
     TestImage<D> dst(src.size, 1, pad);
     // A call takes the border as it was given; the source has code 6 spelled out.
     ASSERT_EQ(nuvStatusOk, call(src.data(), src.image.step(), dst.data(), dst.step(), src.size,
-                                mask, src.border, src.constant, divisor, buffer.data()));
+                                mask, src.border, src.constant, divisor, buffer.data() + odd));
     for (int32_t y = 0; y < src.size.height; ++y) {
       ASSERT_EQ(0, std::memcmp(&all[static_cast<size_t>(y) * static_cast<size_t>(src.size.width)],
                                dst.row(y), static_cast<size_t>(src.size.width) * sizeof(D)))
@@ -245,7 +247,8 @@ void compareAll(NuviSize size, NuviBorderType border, int32_t pad) {
 }
 
 TEST(BorderFilter, MatchesReferenceOverWidthsAndKinds) {
-  for (int32_t width = 1; width <= 37; ++width) {
+  for (int32_t width = 1; width <= 101; ++width) {
+    if (width > 37 && width % 32 > 4 && width % 32 < 31) continue;
     for (const NuviBorderType kind : {0, 1, 2, 3, 4}) {
       compareAll({width, 1 + (width + kind) % 6}, kind, (width + kind) % 3);
     }
@@ -255,7 +258,8 @@ TEST(BorderFilter, MatchesReferenceOverWidthsAndKinds) {
 TEST(BorderFilter, MatchesReferenceWithSidesInMemory) {
   for (const NuviBorderType kind : {0, 1, 2, 3, 4}) {
     for (NuviBorderType flags = 0x10; flags <= 0xF0; flags += 0x10) {
-      for (const NuviSize size : {NuviSize{1, 1}, NuviSize{18, 3}, NuviSize{3, 7}}) {
+      for (const NuviSize size :
+           {NuviSize{1, 1}, NuviSize{18, 3}, NuviSize{3, 7}, NuviSize{66, 2}}) {
         compareAll(size, kind | flags, (flags >> 4) % 3);
       }
     }
@@ -319,7 +323,7 @@ TEST(Lowpass, MatchesReference) {
           });
     }
   };
-  for (int32_t width = 1; width <= 35; ++width) onSize({width, 1 + width % 7}, width % 5);
+  for (int32_t width = 1; width <= 70; ++width) onSize({width, 1 + width % 7}, width % 5);
   onSize({300, 400}, nuvBorderReplicate);
 }
 

@@ -331,9 +331,18 @@ NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_32f_C3R(NuviSize roiSi
  * - `8u16s`: the exact sum.
  * - `8u8s`: the sum in float times the float 1 / divisor, saturated; rounded to nearest even in
  *   whole blocks of 8 columns, **truncated toward zero** in the columns behind the last of them.
- * - `32f`: single precision throughout, rows first; the columns' sums are fused.
+ * - `32f`: single precision throughout. Rows p first, with products and sums each rounded, in
+ *   ascending order; but (p(1) + p(-1)) + (p(0) + p(0)) for 1 2 1 and
+ *   3 * (p(-1) + p(1)) + 10 * p(0) for 3 10 3. Then columns of these sums r(0), r(1), ...: every
+ *   product is fused onto the sum before it, the first one is rounded, in ascending order; but
+ *   1 2 1 and 1 -2 1 begin with r(0) + r(2), 1 0 -2 0 1 with r(0) + r(4), 1 4 6 4 1 with r(0) +
+ *   r(4), onto which 4 * (r(1) + r(3)) and 6 * r(2) are fused. SobelNegVert subtracts from 0.
+ *   Laplacian 3x3 is 2 * (a(y - 1) + a(y + 1)) - 8 * p(0), a = p(-1) + p(1), each step rounded;
+ *   5x5 adds the sums of its two filters.
  * - Lowpass `8u`: ((sum + 5) * 7280) >> 16 for 3x3, (sum * 2621) >> 16 for 5x5, so a flat area of
- *   255 stays 255 and becomes 254. Lowpass `32f`: the sum times the float nearest 1/9 or 1/25.
+ *   255 stays 255 and becomes 254. Lowpass `32f`: with c the float nearest 1/9 or 1/25, r(1) * c is
+ *   fused onto (r(0) + r(2)) * c for 3x3, ((r(0) + r(4)) + r(2)) * c onto (r(1) + r(3)) * c for
+ *   5x5.
  *
  * After I. Sobel and G. Feldman, "A 3x3 Isotropic Gradient Operator for Image Processing", 1968;
  * H. Scharr, "Optimale Operatoren in der Digitalen Bildverarbeitung", 2000.
@@ -344,7 +353,8 @@ NUVCV_API NuvStatus nuviFilterColumnPipelineGetBufferSize_32f_C3R(NuviSize roiSi
  * @param dstStep its row step in bytes
  * @param roiSize the region in pixels
  * @param maskSize #nuvMask3x3 or #nuvMask5x5
- * @param borderType a border kind with flags
+ * @param borderType a plain border kind or #nuvBorderInMemory, with any of the four flags; bits
+ *        above them are ignored beside a flag
  * @param borderValue the pixel of #nuvBorderConstant
  * @param divisor what `8u8s` sums are divided by, not 0
  * @param pBuffer scratch of the size that the size function of the same form reports, at any
