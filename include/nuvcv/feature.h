@@ -1,6 +1,6 @@
 /**
  * @file
- * Feature detection: edges.
+ * Feature detection: edges and corners.
  */
 #ifndef NUVCV_FEATURE_H
 #define NUVCV_FEATURE_H
@@ -77,6 +77,99 @@ NUVCV_API NuvStatus nuviCanny_32f8u_C1R(const float* pSrcDx, int32_t srcDxStep, 
  * - #nuvStatusBadSize a width or height less than 1
  */
 NUVCV_API NuvStatus nuviCannyGetSize(NuviSize roiSize, int32_t* pBufferSize);
+
+/**
+ * @name Corner measures
+ *
+ * The eigen-structure of the averaged covariance of the gradient at each pixel: with the
+ * derivatives gx and gy, and A, B, C the means of gx * gx, gy * gy and gx * gy over a window, the
+ * eigenvalues of the matrix A C / C B. nuviMinEigenVal writes the smaller one; nuviEigenValsVecs
+ * writes six floats a pixel: the larger eigenvalue, the smaller one, x and y of the first
+ * eigenvector, x and y of the second. After C. Harris and M. Stephens, "A Combined Corner and Edge
+ * Detector", Alvey Vision Conference, 1988, and J. Shi and C. Tomasi, "Good Features to Track",
+ * CVPR, 1994.
+ *
+ * The derivatives are nuviFilterSobelVertBorder and nuviFilterSobelHorizBorder of the aperture, or
+ * the Scharr filters, the means nuviFilterLowpassBorder_32f_C1R(), all with replicated borders. The
+ * scale is s = 1 / (255 * 16) for an aperture of 3 and 1 / (255 * 256) for 5, times 0.6125 for
+ * Scharr, for float sources too, and it is applied once to the products of two derivatives. All
+ * steps are single precision:
+ * - nuviMinEigenVal: (A + B - sqrt(fused(A - B, A - B, C * C * 4))) * (0.5 * s)
+ * - nuviEigenValsVecs, with a, b, c = A * s, B * s, C * s and t = max(a, b) * 0.01: all six are 0
+ *   where t is above min(a, b) or above a * b - c * c; the vectors are (1, 0) and (0, 1) where t is
+ *   above |c|.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pMinEigenVal first pixel of the result
+ * @param minValStep its row step in bytes
+ * @param pEigenVV first pixel of the result, six floats a pixel
+ * @param eigStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param kernType 0 Sobel, 1 Scharr
+ * @param apertureSize 3 or 5; 3 for Scharr
+ * @param avgWindow 3 or 5
+ * @param pBuffer scratch of the size that the size function of the same form reports, at any
+ *        address
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or buffer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a source step less than a row, or a result step less than 4 bytes a pixel, in
+ *   nuviEigenValsVecs too
+ * - #nuvStatusStepNotElementMultiple a step of a `32f` image that is no multiple of four
+ * - #nuvStatusBadArgument another `kernType`
+ * - #nuvStatusBadSize an `apertureSize` that the kernel does not have
+ * - #nuvStatusBadSize another `avgWindow`
+ *
+ * The filters inside are cut over the threads by their own rules; the result does not depend on it.
+ * @{
+ */
+NUVCV_API NuvStatus nuviMinEigenVal_32f_C1R(const float* pSrc, int32_t srcStep, float* pMinEigenVal,
+                                            int32_t minValStep, NuviSize roiSize, int32_t kernType,
+                                            int32_t apertureSize, int32_t avgWindow,
+                                            uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviMinEigenVal_8u32f_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                              float* pMinEigenVal, int32_t minValStep,
+                                              NuviSize roiSize, int32_t kernType,
+                                              int32_t apertureSize, int32_t avgWindow,
+                                              uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviEigenValsVecs_32f_C1R(const float* pSrc, int32_t srcStep, float* pEigenVV,
+                                              int32_t eigStep, NuviSize roiSize, int32_t kernType,
+                                              int32_t apertureSize, int32_t avgWindow,
+                                              uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviEigenValsVecs_8u32f_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                float* pEigenVV, int32_t eigStep, NuviSize roiSize,
+                                                int32_t kernType, int32_t apertureSize,
+                                                int32_t avgWindow, uint8_t* pBuffer);
+/** @} */
+
+/**
+ * @name Scratch size of the corner measures
+ *
+ * Writes the number of bytes that the measure of the same form needs. nuviEigenValsVecs needs what
+ * nuviMinEigenVal does.
+ *
+ * @param roiSize the region in pixels
+ * @param apertureSize 3 or 5
+ * @param avgWindow 3 or 5
+ * @param pBufferSize receives the size; it grows with the configured number of threads
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pBufferSize`
+ * - #nuvStatusBadSize a width or height less than 1, or another `apertureSize` or `avgWindow`
+ * @{
+ */
+NUVCV_API NuvStatus nuviMinEigenValGetBufferSize_32f_C1R(NuviSize roiSize, int32_t apertureSize,
+                                                         int32_t avgWindow, int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviMinEigenValGetBufferSize_8u32f_C1R(NuviSize roiSize, int32_t apertureSize,
+                                                           int32_t avgWindow, int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviEigenValsVecsGetBufferSize_32f_C1R(NuviSize roiSize, int32_t apertureSize,
+                                                           int32_t avgWindow, int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviEigenValsVecsGetBufferSize_8u32f_C1R(NuviSize roiSize, int32_t apertureSize,
+                                                             int32_t avgWindow,
+                                                             int32_t* pBufferSize);
+/** @} */
 
 #ifdef __cplusplus
 }
