@@ -10,6 +10,7 @@
 #include "nuvcv/feature.h"
 #include "nuvcv/filter.h"
 #include "nuvcv/geometry.h"
+#include "nuvcv/segment.h"
 #include "nuvcv/stats.h"
 #include "nuvcv/types.h"
 

@@ -1,0 +1,261 @@
+/**
+ * @file
+ * Segmentation: flood fill, labels and bounds of segments.
+ */
+#ifndef NUVCV_SEGMENT_H
+#define NUVCV_SEGMENT_H
+
+#include "nuvcv/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @name Scratch memory of the flood fills
+ *
+ * 6 * width * height + 32 bytes for the plain and the range fills; the gradient fills need another
+ * (width + 2) * (height + 2). The figure is computed in 64 bits and stored in 32, so it is of no
+ * use for images beyond its range.
+ *
+ * @param roiSize the image in pixels
+ * @param bufferSize receives the size in bytes
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null `bufferSize`
+ * - #nuvStatusBadSize a width or height less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviFloodFillGetSize(NuviSize roiSize, int32_t* bufferSize);
+NUVCV_API NuvStatus nuviFloodFillGetSize_Grad(NuviSize roiSize, int32_t* bufferSize);
+/** @} */
+
+/**
+ * @name Flood fill of equal pixels
+ *
+ * Repaints, in place, the connected region of pixels that equal the seed in every channel, and
+ * tells its area and bounding rectangle. `4Con` regions are connected along rows and columns,
+ * `8Con` regions also along diagonals. Floats compare as numbers, so a NaN equals nothing and is
+ * filled only as the seed. The method is a scan-line seed fill (A. R. Smith, "Tint fill", 1979).
+ *
+ * A seed that already has the new value is left alone: image and `region` stay untouched.
+ *
+ * @param image first pixel of the image, changed in place
+ * @param imageStep its row step in bytes
+ * @param roiSize the image in pixels
+ * @param seed a pixel of the image
+ * @param newVal the new value: one in `C1` forms, three in `C3` forms
+ * @param region receives area, new value and bounding rectangle of the filled pixels
+ * @param buffer scratch memory at any address, of nuviFloodFillGetSize() bytes
+ *
+ * @return In the order of the checks; a call that fails one of them writes nothing:
+ * - #nuvStatusNullPointer a null image, region, buffer or (`C3`) value
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`: a step that is no whole number of elements
+ * - #nuvStatusOutOfRange a seed outside the image
+ * - #nuvStatusNoMemory the scratch memory was too small for the shape of the region, and there was
+ *   no other; the image is filled in part
+ *
+ * Runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviFloodFill_4Con_8u_C1IR(uint8_t* image, int32_t imageStep, NuviSize roiSize,
+                                               NuviPoint seed, uint8_t newVal,
+                                               NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_4Con_8u_C3IR(uint8_t* image, int32_t imageStep, NuviSize roiSize,
+                                               NuviPoint seed, const uint8_t* newVal,
+                                               NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_4Con_16u_C1IR(uint16_t* image, int32_t imageStep,
+                                                NuviSize roiSize, NuviPoint seed, uint16_t newVal,
+                                                NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_4Con_16u_C3IR(uint16_t* image, int32_t imageStep,
+                                                NuviSize roiSize, NuviPoint seed,
+                                                const uint16_t* newVal, NuviFilledRegion* region,
+                                                uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_4Con_32f_C1IR(float* image, int32_t imageStep, NuviSize roiSize,
+                                                NuviPoint seed, float newVal,
+                                                NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_4Con_32f_C3IR(float* image, int32_t imageStep, NuviSize roiSize,
+                                                NuviPoint seed, const float* newVal,
+                                                NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_8Con_8u_C1IR(uint8_t* image, int32_t imageStep, NuviSize roiSize,
+                                               NuviPoint seed, uint8_t newVal,
+                                               NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_8Con_8u_C3IR(uint8_t* image, int32_t imageStep, NuviSize roiSize,
+                                               NuviPoint seed, const uint8_t* newVal,
+                                               NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_8Con_16u_C1IR(uint16_t* image, int32_t imageStep,
+                                                NuviSize roiSize, NuviPoint seed, uint16_t newVal,
+                                                NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_8Con_16u_C3IR(uint16_t* image, int32_t imageStep,
+                                                NuviSize roiSize, NuviPoint seed,
+                                                const uint16_t* newVal, NuviFilledRegion* region,
+                                                uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_8Con_32f_C1IR(float* image, int32_t imageStep, NuviSize roiSize,
+                                                NuviPoint seed, float newVal,
+                                                NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_8Con_32f_C3IR(float* image, int32_t imageStep, NuviSize roiSize,
+                                                NuviPoint seed, const float* newVal,
+                                                NuviFilledRegion* region, uint8_t* buffer);
+/** @} */
+
+/**
+ * @name Flood fill of a range around the seed
+ *
+ * As the fill of equal pixels, but takes the pixels between seed - `minDelta` and seed +
+ * `maxDelta`, both included, in every channel. Integer bounds saturate to the range of the type;
+ * `32f` bounds are rounded once. Negative `32f` deltas are allowed.
+ *
+ * Where the new value itself lies in the range, painted pixels match again, and the region's area
+ * counts each span that was found, repeated ones too. Spans that wait to be searched stand on a
+ * stack of (width * height) / 4, which is emptied whenever it becomes full: such a fill may end
+ * early, as does one of more than one row in an image of 4 to 7 pixels, which fills the seed's row
+ * only. A fill whose area has passed 64 times the image ends as well.
+ *
+ * @param image,imageStep,roiSize,seed,newVal,region,buffer as for equal pixels
+ * @param minDelta,maxDelta how far a pixel may be below and above the seed: one value each in `C1`
+ *   forms, three in `C3` forms
+ *
+ * @return the statuses of the fill of equal pixels, in the same order; in `C3` forms a null delta
+ * is a null pointer too
+ * @{
+ */
+NUVCV_API NuvStatus nuviFloodFill_Range4Con_8u_C1IR(uint8_t* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    uint8_t newVal, uint8_t minDelta,
+                                                    uint8_t maxDelta, NuviFilledRegion* region,
+                                                    uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range4Con_8u_C3IR(uint8_t* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    const uint8_t* newVal, const uint8_t* minDelta,
+                                                    const uint8_t* maxDelta,
+                                                    NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range4Con_16u_C1IR(uint16_t* image, int32_t imageStep,
+                                                     NuviSize roiSize, NuviPoint seed,
+                                                     uint16_t newVal, uint16_t minDelta,
+                                                     uint16_t maxDelta, NuviFilledRegion* region,
+                                                     uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range4Con_16u_C3IR(
+    uint16_t* image, int32_t imageStep, NuviSize roiSize, NuviPoint seed, const uint16_t* newVal,
+    const uint16_t* minDelta, const uint16_t* maxDelta, NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range4Con_32f_C1IR(float* image, int32_t imageStep,
+                                                     NuviSize roiSize, NuviPoint seed, float newVal,
+                                                     float minDelta, float maxDelta,
+                                                     NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range4Con_32f_C3IR(float* image, int32_t imageStep,
+                                                     NuviSize roiSize, NuviPoint seed,
+                                                     const float* newVal, const float* minDelta,
+                                                     const float* maxDelta,
+                                                     NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range8Con_8u_C1IR(uint8_t* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    uint8_t newVal, uint8_t minDelta,
+                                                    uint8_t maxDelta, NuviFilledRegion* region,
+                                                    uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range8Con_8u_C3IR(uint8_t* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    const uint8_t* newVal, const uint8_t* minDelta,
+                                                    const uint8_t* maxDelta,
+                                                    NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range8Con_16u_C1IR(uint16_t* image, int32_t imageStep,
+                                                     NuviSize roiSize, NuviPoint seed,
+                                                     uint16_t newVal, uint16_t minDelta,
+                                                     uint16_t maxDelta, NuviFilledRegion* region,
+                                                     uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range8Con_16u_C3IR(
+    uint16_t* image, int32_t imageStep, NuviSize roiSize, NuviPoint seed, const uint16_t* newVal,
+    const uint16_t* minDelta, const uint16_t* maxDelta, NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range8Con_32f_C1IR(float* image, int32_t imageStep,
+                                                     NuviSize roiSize, NuviPoint seed, float newVal,
+                                                     float minDelta, float maxDelta,
+                                                     NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Range8Con_32f_C3IR(float* image, int32_t imageStep,
+                                                     NuviSize roiSize, NuviPoint seed,
+                                                     const float* newVal, const float* minDelta,
+                                                     const float* maxDelta,
+                                                     NuviFilledRegion* region, uint8_t* buffer);
+/** @} */
+
+/**
+ * @name Flood fill along small steps
+ *
+ * As the fill of equal pixels, but takes a pixel `a` next to a taken pixel `b` if it lies between
+ * b - `minDelta` and b + `maxDelta`, both included, in every channel. All values are those of
+ * before the fill. With different deltas a slope can be climbed in one direction and not in the
+ * other.
+ *
+ * `32f` forms reject a pixel if |(0.5 (minDelta - maxDelta) + a) - b| > 0.5 (minDelta + maxDelta),
+ * evaluated in this order in single precision; a NaN is thus not rejected.
+ *
+ * A seed that already has the new value is filled like any other.
+ *
+ * @param image,imageStep,roiSize,seed,newVal,region as for equal pixels
+ * @param minDelta,maxDelta how far a pixel may be below and above its neighbour: one value each in
+ *   `C1` forms, three in `C3` forms
+ * @param buffer scratch memory at any address, of nuviFloodFillGetSize_Grad() bytes
+ *
+ * @return the statuses of the fill of equal pixels, in the same order; in `C3` forms a null delta
+ * is a null pointer too, and behind the seed's test comes
+ * - #nuvStatusOutOfRange `32f`: a delta below 0
+ * @{
+ */
+NUVCV_API NuvStatus nuviFloodFill_Grad4Con_8u_C1IR(uint8_t* image, int32_t imageStep,
+                                                   NuviSize roiSize, NuviPoint seed, uint8_t newVal,
+                                                   uint8_t minDelta, uint8_t maxDelta,
+                                                   NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad4Con_8u_C3IR(uint8_t* image, int32_t imageStep,
+                                                   NuviSize roiSize, NuviPoint seed,
+                                                   const uint8_t* newVal, const uint8_t* minDelta,
+                                                   const uint8_t* maxDelta,
+                                                   NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad4Con_16u_C1IR(uint16_t* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    uint16_t newVal, uint16_t minDelta,
+                                                    uint16_t maxDelta, NuviFilledRegion* region,
+                                                    uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad4Con_16u_C3IR(
+    uint16_t* image, int32_t imageStep, NuviSize roiSize, NuviPoint seed, const uint16_t* newVal,
+    const uint16_t* minDelta, const uint16_t* maxDelta, NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad4Con_32f_C1IR(float* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed, float newVal,
+                                                    float minDelta, float maxDelta,
+                                                    NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad4Con_32f_C3IR(float* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    const float* newVal, const float* minDelta,
+                                                    const float* maxDelta, NuviFilledRegion* region,
+                                                    uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad8Con_8u_C1IR(uint8_t* image, int32_t imageStep,
+                                                   NuviSize roiSize, NuviPoint seed, uint8_t newVal,
+                                                   uint8_t minDelta, uint8_t maxDelta,
+                                                   NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad8Con_8u_C3IR(uint8_t* image, int32_t imageStep,
+                                                   NuviSize roiSize, NuviPoint seed,
+                                                   const uint8_t* newVal, const uint8_t* minDelta,
+                                                   const uint8_t* maxDelta,
+                                                   NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad8Con_16u_C1IR(uint16_t* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    uint16_t newVal, uint16_t minDelta,
+                                                    uint16_t maxDelta, NuviFilledRegion* region,
+                                                    uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad8Con_16u_C3IR(
+    uint16_t* image, int32_t imageStep, NuviSize roiSize, NuviPoint seed, const uint16_t* newVal,
+    const uint16_t* minDelta, const uint16_t* maxDelta, NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad8Con_32f_C1IR(float* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed, float newVal,
+                                                    float minDelta, float maxDelta,
+                                                    NuviFilledRegion* region, uint8_t* buffer);
+NUVCV_API NuvStatus nuviFloodFill_Grad8Con_32f_C3IR(float* image, int32_t imageStep,
+                                                    NuviSize roiSize, NuviPoint seed,
+                                                    const float* newVal, const float* minDelta,
+                                                    const float* maxDelta, NuviFilledRegion* region,
+                                                    uint8_t* buffer);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
