@@ -254,6 +254,89 @@ NUVCV_API NuvStatus nuviFloodFill_Grad8Con_32f_C3IR(float* image, int32_t imageS
                                                     uint8_t* buffer);
 /** @} */
 
+/**
+ * @name Scratch memory of marker labelling
+ *
+ * As nuviFloodFillGetSize(): 6 * width * height + 32 bytes, with the same statuses.
+ *
+ * @param roiSize the image in pixels
+ * @param bufferSize receives the size in bytes
+ *
+ * @return #nuvStatusOk, #nuvStatusNullPointer, #nuvStatusBadSize
+ * @{
+ */
+NUVCV_API NuvStatus nuviLabelMarkersGetBufferSize_8u_C1R(NuviSize roiSize, int32_t* bufferSize);
+NUVCV_API NuvStatus nuviLabelMarkersGetBufferSize_16u_C1R(NuviSize roiSize, int32_t* bufferSize);
+/** @} */
+
+/**
+ * @name Labels of connected components
+ *
+ * Numbers the connected components of non-zero pixels, in place and in raster order of their first
+ * pixels, from `minLabel` up to `maxLabel` and from `minLabel` again. With more components than
+ * labels, components share them; their number is right all the same.
+ *
+ * @param markers first pixel of the image; not 0 is a pixel of a component, and becomes its label
+ * @param markerStep its row step in bytes
+ * @param roiSize the image in pixels
+ * @param minLabel,maxLabel the labels: 1 to 254 (`8u`) or 65534 (`16u`)
+ * @param norm 1: components are connected along rows and columns, 0: also along diagonals
+ * @param number receives the number of components
+ * @param buffer scratch memory at any address, of the size that nuviLabelMarkersGetBufferSize tells
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image, buffer or number
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`: an odd step
+ * - #nuvStatusBadArgument labels outside their range or in the wrong order, then a `norm` that is
+ *   neither 0 nor 1
+ *
+ * Runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviLabelMarkers_8u_C1IR(uint8_t* markers, int32_t markerStep, NuviSize roiSize,
+                                             int32_t minLabel, int32_t maxLabel, int32_t norm,
+                                             int32_t* number, uint8_t* buffer);
+NUVCV_API NuvStatus nuviLabelMarkers_16u_C1IR(uint16_t* markers, int32_t markerStep,
+                                              NuviSize roiSize, int32_t minLabel, int32_t maxLabel,
+                                              int32_t norm, int32_t* number, uint8_t* buffer);
+/** @} */
+
+/**
+ * @name Bounds of segments
+ *
+ * Marks, in place and in raster order, the pixels where a labelled image changes: a pixel is set to
+ * `val` if a neighbour before it has another value that is not `val`. Marks set before count, so a
+ * bound is mostly one pixel wide. With `norm` 1 the neighbours are the left and the upper pixel,
+ * with `norm` 0 also the upper left and the upper right one; an image of one column always takes
+ * `norm` 1.
+ *
+ * @param markers first pixel of the image
+ * @param markerStep its row step in bytes; a negative one walks upward through memory
+ * @param roiSize the image in pixels
+ * @param val the mark
+ * @param norm 1 or 0
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step from 0 to less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`: an odd step
+ * - #nuvStatusBadArgument a `norm` that is neither 0 nor 1
+ *
+ * Called from inside a parallel region of n threads, the rows are cut into at most n bands, of at
+ * least 16 rows and 1024 pixels each, if the runtime allows regions inside regions. The first row
+ * of a band sees the row above as it stands at that moment, so a mark there can depend on the
+ * timing. Called from outside any region, it runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviBoundSegments_8u_C1IR(uint8_t* markers, int32_t markerStep,
+                                              NuviSize roiSize, uint8_t val, int32_t norm);
+NUVCV_API NuvStatus nuviBoundSegments_16u_C1IR(uint16_t* markers, int32_t markerStep,
+                                               NuviSize roiSize, uint16_t val, int32_t norm);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
