@@ -1,6 +1,6 @@
 /**
  * @file
- * Segmentation: flood fill, labels and bounds of segments.
+ * Segmentation: flood fill, watershed, labels and bounds of segments.
  */
 #ifndef NUVCV_SEGMENT_H
 #define NUVCV_SEGMENT_H
@@ -335,6 +335,83 @@ NUVCV_API NuvStatus nuviBoundSegments_8u_C1IR(uint8_t* markers, int32_t markerSt
                                               NuviSize roiSize, uint8_t val, int32_t norm);
 NUVCV_API NuvStatus nuviBoundSegments_16u_C1IR(uint16_t* markers, int32_t markerStep,
                                                NuviSize roiSize, uint16_t val, int32_t norm);
+/** @} */
+
+/**
+ * @name Scratch memory of the watershed
+ *
+ * With L the bytes of a label, S = width * L rounded up to a multiple of 32: the larger of
+ * (6 * height + 2) * S + height + 66 and 12 * width * height + L * (width + 2) * (height + 2) + 36,
+ * each taken as a 32-bit signed integer.
+ *
+ * @param roiSize the image in pixels
+ * @param bufferSize receives the size in bytes
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null `bufferSize`
+ * - #nuvStatusBadSize a width or height less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviSegmentWatershedGetBufferSize_8u_C1R(NuviSize roiSize, int32_t* bufferSize);
+NUVCV_API NuvStatus nuviSegmentWatershedGetBufferSize_8u16u_C1R(NuviSize roiSize,
+                                                                int32_t* bufferSize);
+/** @} */
+
+/**
+ * @name Watershed
+ *
+ * Grows markers over a relief, in place, until every pixel has a label. The top value of the
+ * label's type stands for the lines between regions; as a marker it grows like any label. Without
+ * markers all pixels stay 0.
+ *
+ * `flag` is a sum of
+ * - 1: the queue method. Pixels are flooded in the order of their height, but never below the
+ * present level, and first come first served within a level; neighbours are taken in the order
+ * west, east, north, south, north-west, north-east, south-west, south-east. `norm` 0 floods over
+ * eight neighbours, 1 over four. (F. Meyer, "Color image segmentation", 1992.)
+ * - 2, ignored beside 1: the sweep method. A pixel joins the marker from which its path has the
+ *   lowest highest pixel and, among those, is the shortest since then. A step along a row or column
+ *   counts 1 and a diagonal one 1 (`norm` 0), four neighbours count 1 (1), 11 and 15 (2); with
+ *   `norm` 3 four neighbours count 64, less where two of them advance a slanted front, as in the
+ *   eikonal equation. (The image foresting transform, A. X. Falcao et al., 2004, by raster sweeps.)
+ * - 64: lines between regions, against the four neighbours
+ * - 128, ignored beside 64: lines against the eight neighbours
+ *
+ * Lines of the queue method are drawn first where markers touch, in raster order, and then as
+ * regions meet; a line's follower joins a region beside it or becomes a line. Lines of the sweep
+ * method are drawn over the finished regions in raster order: of two neighbours with different
+ * labels the one with the higher path, or the later one, turns into a line.
+ *
+ * @param src first pixel of the relief
+ * @param srcStep its row step in bytes
+ * @param markers first pixel of the markers; 0 has no label yet
+ * @param markerStep its row step in bytes
+ * @param roiSize the images in pixels
+ * @param norm the neighbourhood, see above
+ * @param flag method and lines, see above
+ * @param buffer scratch memory at any address, of the size that
+ *   nuviSegmentWatershedGetBufferSize_8u_C1R() or nuviSegmentWatershedGetBufferSize_8u16u_C1R()
+ * tells
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or buffer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u` markers: an odd step
+ * - #nuvStatusBadArgument a `norm` other than 0 or 1 of the queue method or 0 to 3 of the sweep
+ *   method, or neither method
+ *
+ * Runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviSegmentWatershed_8u_C1IR(const uint8_t* src, int32_t srcStep,
+                                                 uint8_t* markers, int32_t markerStep,
+                                                 NuviSize roiSize, int32_t norm, int32_t flag,
+                                                 uint8_t* buffer);
+NUVCV_API NuvStatus nuviSegmentWatershed_8u16u_C1IR(const uint8_t* src, int32_t srcStep,
+                                                    uint16_t* markers, int32_t markerStep,
+                                                    NuviSize roiSize, int32_t norm, int32_t flag,
+                                                    uint8_t* buffer);
 /** @} */
 
 #ifdef __cplusplus
