@@ -1,6 +1,6 @@
 /**
  * @file
- * Segmentation: flood fill, watershed, labels and bounds of segments.
+ * Segmentation: flood fill, watershed, gradient-driven growth, labels and bounds of segments.
  */
 #ifndef NUVCV_SEGMENT_H
 #define NUVCV_SEGMENT_H
@@ -412,6 +412,67 @@ NUVCV_API NuvStatus nuviSegmentWatershed_8u16u_C1IR(const uint8_t* src, int32_t 
                                                     uint16_t* markers, int32_t markerStep,
                                                     NuviSize roiSize, int32_t norm, int32_t flag,
                                                     uint8_t* buffer);
+/** @} */
+
+/**
+ * @name Scratch memory of gradient-driven segmentation
+ *
+ * 13 * width * height + 103 bytes in both forms.
+ *
+ * @param roiSize the image in pixels
+ * @param bufferSize receives the size in bytes
+ *
+ * @return In the order of the checks:
+ * - #nuvStatusNullPointer a null `bufferSize`
+ * - #nuvStatusBadSize a width or height less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviSegmentGradientGetBufferSize_8u_C1R(NuviSize roiSize, int32_t* bufferSize);
+NUVCV_API NuvStatus nuviSegmentGradientGetBufferSize_8u_C3R(NuviSize roiSize, int32_t* bufferSize);
+/** @} */
+
+/**
+ * @name Gradient-driven segmentation
+ *
+ * Grows markers over an image, in place, in the order of the difference between a pixel and the
+ * neighbour that reaches it: the absolute difference, or in `C3` the largest one of the channels.
+ * First come first served among equal differences; where growth reaches a smooth place, the
+ * difference falls again. A pixel takes the label of the most similar neighbour; among equally
+ * similar ones of the last that is no line, in the order west, east, north, south, north-west,
+ * north-east, south-west, south-east. (Seeded region growing, R. Adams and L. Bischof, 1994.)
+ *
+ * Labels are 1 to 253; 254 is a line between regions and 255 is closed to growth. The image's outer
+ * frame of one pixel takes no part and becomes 255. If no marker touches an unlabelled pixel inside
+ * the frame, `markers` stays as it is, frame included. Pixels that no marker reaches stay 0.
+ *
+ * @param src first pixel of the image, of 1 or 3 channels
+ * @param srcStep its row step in bytes
+ * @param markers first pixel of the markers, of one channel; 0 has no label yet
+ * @param markerStep its row step in bytes
+ * @param roiSize the images in pixels
+ * @param norm 0: eight neighbours, 1: four
+ * @param flag 64: a pixel with another label among its four neighbours becomes a line, 128: among
+ * its eight neighbours; 128 holds if both are set, and other bits are ignored
+ * @param buffer scratch memory at any address, of the size that
+ *   nuviSegmentGradientGetBufferSize_8u_C1R() tells
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or buffer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusBadArgument a `norm` that is neither 0 nor 1
+ *
+ * Runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviSegmentGradient_8u_C1IR(const uint8_t* src, int32_t srcStep,
+                                                uint8_t* markers, int32_t markerStep,
+                                                NuviSize roiSize, int32_t norm, int32_t flag,
+                                                uint8_t* buffer);
+NUVCV_API NuvStatus nuviSegmentGradient_8u_C3IR(const uint8_t* src, int32_t srcStep,
+                                                uint8_t* markers, int32_t markerStep,
+                                                NuviSize roiSize, int32_t norm, int32_t flag,
+                                                uint8_t* buffer);
 /** @} */
 
 #ifdef __cplusplus
