@@ -5,7 +5,7 @@
 // sweeps of distance transforms).
 
 #include <algorithm>
-#include <cstring>
+#include <cstdlib>
 #include <limits>
 
 #include "core/check.h"
