@@ -1,6 +1,6 @@
 /**
  * @file
- * Feature detection: edges and corners.
+ * Feature detection: edges, corners and peaks.
  */
 #ifndef NUVCV_FEATURE_H
 #define NUVCV_FEATURE_H
@@ -169,6 +169,65 @@ NUVCV_API NuvStatus nuviEigenValsVecsGetBufferSize_32f_C1R(NuviSize roiSize, int
 NUVCV_API NuvStatus nuviEigenValsVecsGetBufferSize_8u32f_C1R(NuviSize roiSize, int32_t apertureSize,
                                                              int32_t avgWindow,
                                                              int32_t* pBufferSize);
+/** @} */
+
+/**
+ * @name Peaks
+ *
+ * Lists the local extrema of an image in raster order: positive pixels that no neighbour is above,
+ * and other pixels that no neighbour is below, whose magnitude exceeds a threshold. Every pixel of
+ * a plateau is a peak. In `32f` a difference of up to the smallest normal float counts as none. A
+ * pixel that is a NaN or infinite is no peak. The list ends where it is full; peaks behind that are
+ * dropped without a notice.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param threshold what the magnitude of a peak has to exceed; negative: zeros are judged as minima
+ * @param pPeak receives the places
+ * @param maxPeakCount room for places
+ * @param pPeakCount receives their number
+ * @param norm 0 all eight neighbours, 1 the four direct ones
+ * @param border pixels left out on every side, at least 1
+ * @param pBuffer scratch of the size that the size function of the same form reports, at any
+ *        address
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image, list, count or buffer
+ * - #nuvStatusBadSize a height, width, `maxPeakCount` or `border` less than 1
+ * - #nuvStatusBadSize a `border` above half the width or half the height
+ * - #nuvStatusBadStep a step that holds fewer elements than a row
+ * - #nuvStatusStepNotElementMultiple a step that is no multiple of four
+ * - #nuvStatusBadArgument another `norm`
+ *
+ * Runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviFindPeaks3x3_32f_C1R(const float* pSrc, int32_t srcStep, NuviSize roiSize,
+                                             float threshold, NuviPoint* pPeak,
+                                             int32_t maxPeakCount, int32_t* pPeakCount,
+                                             int32_t norm, int32_t border, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFindPeaks3x3_32s_C1R(const int32_t* pSrc, int32_t srcStep, NuviSize roiSize,
+                                             int32_t threshold, NuviPoint* pPeak,
+                                             int32_t maxPeakCount, int32_t* pPeakCount,
+                                             int32_t norm, int32_t border, uint8_t* pBuffer);
+/** @} */
+
+/**
+ * @name Scratch size of the peaks
+ *
+ * Writes ((width + 5) / 4) * 128 + 32.
+ *
+ * @param width of the region in pixels
+ * @param pBufferSize receives the size in bytes
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pBufferSize`
+ * - #nuvStatusBadSize a width less than 1
+ * @{
+ */
+NUVCV_API NuvStatus nuviFindPeaks3x3GetBufferSize_32f_C1R(int32_t width, int32_t* pBufferSize);
+NUVCV_API NuvStatus nuviFindPeaks3x3GetBufferSize_32s_C1R(int32_t width, int32_t* pBufferSize);
 /** @} */
 
 #ifdef __cplusplus
