@@ -16,9 +16,10 @@ namespace {
 // The weights exp(-t^2 / (2 sigma^2)), in single precision but for the exponential, over their sum
 // in ascending order.
 void fillGaussian(float sigma, int32_t kernelSize, float* kernel) {
+  const int32_t middle = kernelSize / 2;
   float sum = 0.0f;
   for (int32_t i = 0; i < kernelSize; ++i) {
-    const auto t = static_cast<float>(i - kernelSize / 2);
+    const auto t = static_cast<float>(i - middle);
     const float exponent = (0.0f - t * t) / ((sigma + sigma) * sigma);
     kernel[i] = static_cast<float>(std::exp(static_cast<double>(exponent)));
     sum = sum + kernel[i];
