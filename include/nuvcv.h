@@ -7,6 +7,7 @@
 #define NUVCV_H
 
 #include "nuvcv/arith.h"
+#include "nuvcv/detect.h"
 #include "nuvcv/feature.h"
 #include "nuvcv/filter.h"
 #include "nuvcv/geometry.h"
