@@ -8,12 +8,15 @@
 
 #include "nuvcv/arith.h"
 #include "nuvcv/detect.h"
+#include "nuvcv/distance.h"
 #include "nuvcv/feature.h"
 #include "nuvcv/filter.h"
 #include "nuvcv/geometry.h"
 #include "nuvcv/morph.h"
+#include "nuvcv/pyramid.h"
 #include "nuvcv/segment.h"
 #include "nuvcv/stats.h"
 #include "nuvcv/types.h"
+#include "nuvcv/video.h"
 
 #endif
