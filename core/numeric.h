@@ -64,6 +64,13 @@ inline To truncateSaturate(float value) {
   return static_cast<To>(static_cast<int32_t>(clampTo(value, low, high)));
 }
 
+// Truncated toward zero. What does not fit into 32 bits, and a NaN, becomes the most negative
+// integer.
+inline int32_t truncateOrLowest(double value) {
+  return value > -2147483649.0 && value < 2147483648.0 ? static_cast<int32_t>(value)
+                                                       : std::numeric_limits<int32_t>::min();
+}
+
 // The next multiple of `multiple` (a power of two) at or above `value`.
 template <class T>
 constexpr T alignUp(T value, T multiple) {
