@@ -129,6 +129,85 @@ NUVCV_API NuvStatus nuviTiltedSqrIntegral_8u32f64f_C1R(const uint8_t* pSrc, int3
                                                        double valSqr);
 /** @} */
 
+/**
+ * @name Standard deviation under a sliding rectangle
+ *
+ * Writes for each position (x, y) of the result the standard deviation of the pixels under a window
+ * there, from an integral plane and one of squares: sqrt(max(0, mean square - mean^2)). This is the
+ * plane that the classifiers take as `pNorm`.
+ *
+ * The window of the upright forms covers the pixels from (x + rect.x, y + rect.y) on, rect.width by
+ * rect.height of them. In the tilted forms `rect` counts along the diagonals: the window's top
+ * corner is the cell (x + rect.x - rect.y, y + rect.x + rect.y), it extends rect.width cells down
+ * to the right and rect.height down to the left, and covers 2 * rect.width * rect.height pixels.
+ *
+ * The forms round in different places; with P, Q the cells of the two planes and A the area:
+ * - nuviRectStdDev_32f_C1R(), nuviRectStdDev_32s32f_C1R(): single precision throughout, the cells
+ *   of squares rounded to it first. Float cells are summed up as ((TL - TR) - BL) + BR in the
+ * blocks of eight positions from the left, as (TL - TR) + (BR - BL) in the positions behind them.
+ * Integer cells are summed up modulo 2^32. A NaN variance gives a NaN.
+ * - nuviRectStdDev_32s_C1RSfs(): integer sums, means in single precision, the variance a fused step
+ *   in it, the root in double.
+ * - nuviTiltedRectStdDev_32f_C1R(): means in double precision, summed up as
+ *   ((bottom - left) - right) + top, the variance a fused step, then rounded to single for its
+ * root.
+ * - nuviTiltedRectStdDev_32s32f_C1R(): the same, with an integer sum and its mean in single.
+ * - nuviTiltedRectStdDev_32s_C1RSfs(): the same, with integer sums and both means in single.
+ *
+ * The `Sfs` forms multiply the deviation by 2^-scaleFactor and round half up: one fused step with
+ * 0.5, then truncation; what does not fit 32 bits becomes the most negative integer. The shift
+ * counts modulo 32, and 2^31 stands for -2^31.
+ *
+ * @param pSrc first cell of the integral plane
+ * @param srcStep its row step in bytes
+ * @param pSqr first cell of the plane of squares
+ * @param sqrStep its row step in bytes
+ * @param pDst first pixel of the result
+ * @param dstStep its row step in bytes
+ * @param roiSize the size of the result in pixels. The planes hold all cells that its windows
+ * touch, also the columns and rows that the checks do not cover: the rows, and in a tilted form the
+ *        columns left of the window's top corner
+ * @param rect the window
+ * @param scaleFactor the result is scaled by 2^-scaleFactor
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null plane or result
+ * - #nuvStatusBadSize a width or height of `roiSize` less than 1
+ * - #nuvStatusBadStep a step of the result less than its row, or one of a plane less than
+ *   roiSize.width + rect.x + rect.width cells; in the tilted forms rect.y + rect.height - 1 cells
+ *   more
+ * - #nuvStatusStepNotElementMultiple a step that is no whole number of elements
+ * - #nuvStatusBadSize a negative rect.x or rect.y, a rect.width or rect.height less than 1
+ *
+ * nuviRectStdDev_32f_C1R() cuts its rows over the threads from 2048 positions on, one thread for
+ * each 1024 and 32 at most; the result does not depend on the cut. The others run on the calling
+ * thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviRectStdDev_32f_C1R(const float* pSrc, int32_t srcStep, const double* pSqr,
+                                           int32_t sqrStep, float* pDst, int32_t dstStep,
+                                           NuviSize roiSize, NuviRect rect);
+NUVCV_API NuvStatus nuviRectStdDev_32s32f_C1R(const int32_t* pSrc, int32_t srcStep,
+                                              const double* pSqr, int32_t sqrStep, float* pDst,
+                                              int32_t dstStep, NuviSize roiSize, NuviRect rect);
+NUVCV_API NuvStatus nuviRectStdDev_32s_C1RSfs(const int32_t* pSrc, int32_t srcStep,
+                                              const int32_t* pSqr, int32_t sqrStep, int32_t* pDst,
+                                              int32_t dstStep, NuviSize roiSize, NuviRect rect,
+                                              int32_t scaleFactor);
+NUVCV_API NuvStatus nuviTiltedRectStdDev_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                 const double* pSqr, int32_t sqrStep, float* pDst,
+                                                 int32_t dstStep, NuviSize roiSize, NuviRect rect);
+NUVCV_API NuvStatus nuviTiltedRectStdDev_32s32f_C1R(const int32_t* pSrc, int32_t srcStep,
+                                                    const double* pSqr, int32_t sqrStep,
+                                                    float* pDst, int32_t dstStep, NuviSize roiSize,
+                                                    NuviRect rect);
+NUVCV_API NuvStatus nuviTiltedRectStdDev_32s_C1RSfs(const int32_t* pSrc, int32_t srcStep,
+                                                    const int32_t* pSqr, int32_t sqrStep,
+                                                    int32_t* pDst, int32_t dstStep,
+                                                    NuviSize roiSize, NuviRect rect,
+                                                    int32_t scaleFactor);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif
