@@ -25,6 +25,9 @@ inline int32_t wrappingMultiply(int32_t a, int32_t b) {
 inline int32_t wrappingAdd(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
+inline int32_t wrappingSubtract(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
 
 // `value` brought into low..high. A NaN becomes `low`.
 template <class T>
