@@ -208,6 +208,66 @@ NUVCV_API NuvStatus nuviTiltedRectStdDev_32s_C1RSfs(const int32_t* pSrc, int32_t
                                                     int32_t scaleFactor);
 /** @} */
 
+NUVCV_API NuvStatus nuviHaarClassifierInitAlloc_32f(NuviHaarClassifier** ppState,
+                                                    const NuviRect* pFeature, const float* pWeight,
+                                                    const float* pThreshold, const float* pVal1,
+                                                    const float* pVal2, const int32_t* pNum,
+                                                    int32_t length);
+NUVCV_API NuvStatus nuviHaarClassifierInitAlloc_32s(NuviHaarClassifier** ppState,
+                                                    const NuviRect* pFeature,
+                                                    const int32_t* pWeight,
+                                                    const int32_t* pThreshold, const int32_t* pVal1,
+                                                    const int32_t* pVal2, const int32_t* pNum,
+                                                    int32_t length);
+NUVCV_API NuvStatus nuviTiltedHaarClassifierInitAlloc_32f(NuviHaarClassifier** ppState,
+                                                          const NuviRect* pFeature,
+                                                          const float* pWeight,
+                                                          const float* pThreshold,
+                                                          const float* pVal1, const float* pVal2,
+                                                          const int32_t* pNum, int32_t length);
+NUVCV_API NuvStatus nuviTiltedHaarClassifierInitAlloc_32s(
+    NuviHaarClassifier** ppState, const NuviRect* pFeature, const int32_t* pWeight,
+    const int32_t* pThreshold, const int32_t* pVal1, const int32_t* pVal2, const int32_t* pNum,
+    int32_t length);
+NUVCV_API NuvStatus nuviHaarClassifierFree_32f(NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviHaarClassifierFree_32s(NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviGetHaarClassifierSize_32f(const NuviHaarClassifier* pState,
+                                                  NuviSize* pSize);
+NUVCV_API NuvStatus nuviGetHaarClassifierSize_32s(const NuviHaarClassifier* pState,
+                                                  NuviSize* pSize);
+NUVCV_API NuvStatus nuviTiltHaarFeatures_32f(const uint8_t* pMask, int32_t flag,
+                                             NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviTiltHaarFeatures_32s(const uint8_t* pMask, int32_t flag,
+                                             NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviApplyHaarClassifier_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                    const float* pNorm, int32_t normStep,
+                                                    uint8_t* pMask, int32_t maskStep,
+                                                    NuviSize roiSize, int32_t* pPositive,
+                                                    float threshold,
+                                                    const NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviApplyHaarClassifier_32s32f_C1R(const int32_t* pSrc, int32_t srcStep,
+                                                       const float* pNorm, int32_t normStep,
+                                                       uint8_t* pMask, int32_t maskStep,
+                                                       NuviSize roiSize, int32_t* pPositive,
+                                                       float threshold,
+                                                       const NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviApplyHaarClassifier_32s_C1RSfs(
+    const int32_t* pSrc, int32_t srcStep, const int32_t* pNorm, int32_t normStep, uint8_t* pMask,
+    int32_t maskStep, NuviSize roiSize, int32_t* pPositive, int32_t threshold,
+    const NuviHaarClassifier* pState, int32_t scaleFactor);
+NUVCV_API NuvStatus nuviApplyMixedHaarClassifier_32f_C1R(
+    const float* pSrc, int32_t srcStep, const float* pTilt, int32_t tiltStep, const float* pNorm,
+    int32_t normStep, uint8_t* pMask, int32_t maskStep, NuviSize roiSize, int32_t* pPositive,
+    float threshold, const NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviApplyMixedHaarClassifier_32s32f_C1R(
+    const int32_t* pSrc, int32_t srcStep, const int32_t* pTilt, int32_t tiltStep,
+    const float* pNorm, int32_t normStep, uint8_t* pMask, int32_t maskStep, NuviSize roiSize,
+    int32_t* pPositive, float threshold, const NuviHaarClassifier* pState);
+NUVCV_API NuvStatus nuviApplyMixedHaarClassifier_32s_C1RSfs(
+    const int32_t* pSrc, int32_t srcStep, const int32_t* pTilt, int32_t tiltStep,
+    const int32_t* pNorm, int32_t normStep, uint8_t* pMask, int32_t maskStep, NuviSize roiSize,
+    int32_t* pPositive, int32_t threshold, const NuviHaarClassifier* pState, int32_t scaleFactor);
+
 #ifdef __cplusplus
 }
 #endif
