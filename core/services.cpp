@@ -69,8 +69,11 @@ int32_t nuvGetNumCoresOnDie(void) {
     const size_t bytes = CPU_ALLOC_SIZE(maxCpus);
     CPU_ZERO_S(bytes, cores);
     if (sched_getaffinity(0, bytes, allowed) == 0) {
-      for (int cpu = 0; cpu < maxCpus; ++cpu) {
-        if (CPU_ISSET_S(cpu, bytes, allowed)) CPU_SET_S(coreOf(cpu), bytes, cores);
+      int unseen = CPU_COUNT_S(bytes, allowed);
+      for (int cpu = 0; unseen > 0 && cpu < maxCpus; ++cpu) {
+        if (!CPU_ISSET_S(cpu, bytes, allowed)) continue;
+        CPU_SET_S(coreOf(cpu), bytes, cores);
+        --unseen;
       }
       count = CPU_COUNT_S(bytes, cores);
     }

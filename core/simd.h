@@ -131,6 +131,17 @@ inline F32x8 loadAs32f(const T* from) {
   }
 }
 
+// One bit for each lane of a mask, the first lane's lowest.
+inline uint32_t laneBits(S32x8 mask) {
+#if NUV_AVX2
+  return static_cast<uint32_t>(_mm256_movemask_ps(reinterpret_cast<__m256>(mask)));
+#else
+  uint32_t bits = 0;
+  for (int i = 0; i < 8; ++i) bits |= (mask[i] != 0 ? 1u : 0u) << i;
+  return bits;
+#endif
+}
+
 // `value` where the mask lane is set (all bits), +0.0 elsewhere.
 inline F32x8 selectOrZero(S32x8 mask, F32x8 value) {
   return reinterpret_cast<F32x8>(mask & reinterpret_cast<S32x8>(value));

@@ -12,6 +12,7 @@
 #include "nuvcv/filter.h"
 #include "nuvcv/geometry.h"
 #include "nuvcv/morph.h"
+#include "nuvcv/segment.h"
 #include "nuvcv/stats.h"
 #include "nuvcv/types.h"
 

@@ -264,8 +264,10 @@ NuvStatus columnStage(const Call& call, int64_t shareBytes, bool forks) {
 template <int channels, class Call>
 NuvStatus integerColumnStage(const Call& call, int64_t ownBytes) {
   const bool isGeneral = call.kernelSize != 3 && call.kernelSize != 5;
+  // Counting the cores can take longer than a row, so only a large region asks for them.
+  const bool forks = isLargeForStage(call.roiSize) && (isGeneral || ownCoresIfMany() != 0);
   return columnStage<channels>(call, threadShareBytes(ownBytes, call.roiSize, call.kernelSize),
-                               isGeneral || ownCoresIfMany() != 0);
+                               forks);
 }
 
 }  // namespace

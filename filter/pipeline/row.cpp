@@ -454,7 +454,9 @@ INTEGER_ROW_STAGE(Low_16s, int16_t, RowCallLow16s, rowOwnBytesLow16sC1, rowOwnBy
 
 NuvStatus nuviFilterRowBorderPipeline_32f_C1R(ROW_PARAMETERS(float, float, float),
                                               float borderValue, uint8_t* pBuffer) {
-  const bool forks = (kernelSize != 3 && kernelSize != 5) || ownCoresIfMany() != 0;
+  // Counting the cores can take longer than a row, so only a large region asks for them.
+  const bool forks =
+      isLargeForStage(roiSize) && ((kernelSize != 3 && kernelSize != 5) || ownCoresIfMany() != 0);
   return rowStage<1>(RowCall32f ROW_CALL(&borderValue, 1), rowOwnBytes32fC1(kernelSize), forks);
 }
 NuvStatus nuviFilterRowBorderPipeline_32f_C3R(ROW_PARAMETERS(float, float, float),

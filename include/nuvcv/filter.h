@@ -1,7 +1,7 @@
 /**
  * @file
- * Linear filters: the row and column stages of separable filters, and ready-made derivative and
- * smoothing filters with a border.
+ * Linear filters: the row and column stages of separable filters, ready-made derivative and
+ * smoothing filters with a border, and Gaussian smoothing.
  *
  * Kernels are never mirrored: coefficient j multiplies the pixel at offset j minus the anchor, a
  * correlation. Each channel of a `C3R` image is filtered by itself.
@@ -606,6 +606,47 @@ NUVCV_API NuvStatus nuviFilterLowpassGetBufferSize_8u_C1R(NuviSize roiSize, Nuvi
                                                           int32_t* pBufferSize);
 NUVCV_API NuvStatus nuviFilterLowpassGetBufferSize_32f_C1R(NuviSize roiSize, NuviMaskSize maskSize,
                                                            int32_t* pBufferSize);
+/** @} */
+
+/**
+ * @name Gaussian filter with a border
+ *
+ * Smooths a `32f` picture with the weights exp(-t * t / (2 * sigma * sigma)), t the distance from
+ * the middle tap, divided by their sum. The weights are formed in single precision, but for the
+ * exponential in double; rows are filtered by nuviFilterRowBorderPipeline_32f_C1R(), columns by
+ * nuviFilterColumnPipeline_32f_C1R(). The rows above and below follow the border kind, or are read
+ * from memory under #nuvBorderFlagMemTop and #nuvBorderFlagMemBottom. A sigma of 0 divides by zero.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result; no source
+ * @param dstStep its row step in bytes
+ * @param roiSize the region in pixels
+ * @param kernelSize number of taps, odd, 3 or more
+ * @param sigma standard deviation in pixels
+ * @param borderType a plain border kind, with the flags for top and bottom allowed
+ * @param borderValue the pixel of #nuvBorderConstant
+ * @param pBuffer scratch of the size that nuviFilterGaussGetBufferSize_32f_C1R() reports, at any
+ *        address
+ * @param pBufferSize receives the size in bytes
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image, buffer or `pBufferSize`
+ * - #nuvStatusBadSize a height or width less than 1
+ * - #nuvStatusBadStep a step in bytes less than the width in pixels; nothing else is asked of it
+ * - #nuvStatusBadArgument `kernelSize` below 3 or even
+ * - #nuvStatusBadArgument another border kind or flag
+ *
+ * Runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviFilterGaussBorder_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                  int32_t dstStep, NuviSize roiSize,
+                                                  int32_t kernelSize, float sigma,
+                                                  NuviBorderType borderType, float borderValue,
+                                                  uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviFilterGaussGetBufferSize_32f_C1R(NuviSize roiSize, int32_t kernelSize,
+                                                         int32_t* pBufferSize);
 /** @} */
 
 /**

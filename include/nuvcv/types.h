@@ -69,6 +69,13 @@ typedef struct NuviPoint32f {
   float y; /**< row */
 } NuviPoint32f;
 
+/** A straight line, or a resolution of lines: the points with x * cos(theta) + y * sin(theta) =
+ * rho. */
+typedef struct NuviPointPolar {
+  float rho;   /**< distance from the origin in pixels */
+  float theta; /**< angle of the normal in radians */
+} NuviPointPolar;
+
 /** A rectangle inside an image. */
 typedef struct NuviRect {
   int32_t x;      /**< left column */
