@@ -32,6 +32,14 @@ template <size_t lanes>
 Lanes<int32_t, lanes> asSigned(Lanes<uint32_t, lanes> value) {
   return load<Lanes<int32_t, lanes>>(&value);
 }
+template <class To, size_t lanes, class From>
+Lanes<To, lanes> convertLanes(From value) {
+  if constexpr (lanes == 1) {
+    return static_cast<To>(value);
+  } else {
+    return convert<Lanes<To, lanes>>(value);
+  }
+}
 
 // The cells of a plane at the corners of a feature.
 template <class V>
@@ -39,18 +47,18 @@ struct Cells {
   V c0, c1, c2, c3;
 };
 
-// The forms. Element is what cells of Plane are computed as; Number is the type of weights,
-// thresholds, deviations and votes, which a state keeps as Word. first() is the weighted sum of the
-// first feature of a classifier, next() adds another one, isBelow() compares the sum with the
-// threshold times the deviation, and fails() is the test of a single pixel's votes.
+// The forms. Element is what cells are computed as; Number is the type of weights, thresholds,
+// deviations and votes, which a state keeps as Word. first() is the weighted sum of the first
+// feature of a classifier, next() adds another one, isBelow() compares the sum with the threshold
+// times the deviation, and fails() is the test of a single pixel's votes. A block of `block` pixels
+// fits the vectors.
 
 // Integers modulo 2 to the 32nd, compared with their signs.
 struct Integers {
-  using Plane = int32_t;
   using Word = int32_t;
   using Element = uint32_t;
   using Number = uint32_t;
-  static constexpr bool hasLanes = true;
+  static constexpr ptrdiff_t block = 8;
 
   template <class V>
   static V sum(const Cells<V>& c) {
@@ -75,43 +83,44 @@ struct Integers {
 
 // Products modulo 2 to the 32nd, added in 64 bits, shifted up and compared with a 64-bit product.
 struct WideIntegers {
-  using Plane = int32_t;
   using Word = int32_t;
   using Element = uint32_t;
   using Number = uint32_t;
-  static constexpr bool hasLanes = false;
+  static constexpr ptrdiff_t block = 4;
 
   // From 32 on the low word moves into the high one, by what the shift exceeds 32 modulo 32.
   explicit WideIntegers(int32_t scaleFactor) {
     const uint32_t count = 0 - static_cast<uint32_t>(scaleFactor);
-    shift = count < 32 ? count : 32 + (count & 31);
+    shift = static_cast<int32_t>(count < 32 ? count : 32 + (count & 31));
   }
 
-  template <size_t>
-  int64_t first(const Cells<uint32_t>& c, uint32_t weight) const {
-    return static_cast<int32_t>(Integers::sum(c) * weight);
+  template <size_t lanes, class V>
+  static auto first(const Cells<V>& c, V weight) {
+    return convertLanes<int64_t, lanes>(asSigned<lanes>(Integers::sum(c) * weight));
   }
-  template <size_t lanes>
-  int64_t next(int64_t total, const Cells<uint32_t>& c, uint32_t weight) const {
+  template <size_t lanes, class Total, class V>
+  static Total next(Total total, const Cells<V>& c, V weight) {
     return total + first<lanes>(c, weight);
   }
-  template <size_t>
-  bool isBelow(int64_t total, uint32_t threshold, uint32_t deviation) const {
-    const auto shifted = static_cast<int64_t>(static_cast<uint64_t>(total) << shift);
-    return shifted < int64_t{static_cast<int32_t>(threshold)} * static_cast<int32_t>(deviation);
+  template <size_t lanes, class Total, class V>
+  auto isBelow(Total total, V threshold, V deviation) const {
+    const auto shifted = convertLanes<uint64_t, lanes>(total) << shift;
+    const Total scaled = convertLanes<int64_t, lanes>(asSigned<lanes>(threshold)) *
+                         convertLanes<int64_t, lanes>(asSigned<lanes>(deviation));
+    return convertLanes<int32_t, lanes>(convertLanes<int64_t, lanes>(shifted) < scaled);
   }
   static bool fails(uint32_t votes, int32_t stageThreshold) {
     return Integers::fails(votes, stageThreshold);
   }
 
-  uint32_t shift;
+  int32_t shift;
 };
 
 // What forms that compute in single precision have in common.
 struct Floats {
   using Word = float;
   using Number = float;
-  static constexpr bool hasLanes = true;
+  static constexpr ptrdiff_t block = 8;
 
   template <size_t, class V>
   static auto isBelow(V total, V threshold, V deviation) {
@@ -122,17 +131,11 @@ struct Floats {
 
 // Sums of an integer plane modulo 2 to the 32nd, the rest in single precision.
 struct IntegerPlane : Floats {
-  using Plane = int32_t;
   using Element = uint32_t;
 
   template <size_t lanes, class V>
   static Lanes<float, lanes> first(const Cells<V>& c, Lanes<float, lanes> weight) {
-    const auto sum = asSigned<lanes>(Integers::sum(c));
-    if constexpr (lanes == 1) {
-      return static_cast<float>(sum) * weight;
-    } else {
-      return convert<Lanes<float, lanes>>(sum) * weight;
-    }
+    return convertLanes<float, lanes>(asSigned<lanes>(Integers::sum(c))) * weight;
   }
   template <size_t lanes, class V>
   static Lanes<float, lanes> next(Lanes<float, lanes> total, const Cells<V>& c,
@@ -146,7 +149,6 @@ enum class Order { sequence, pairs };
 enum class Addition { rounded, fused };
 template <Order firstOrder, Order nextOrder, Addition addition>
 struct FloatPlane : Floats {
-  using Plane = float;
   using Element = float;
 
   template <Order order, class V>
@@ -279,8 +281,6 @@ struct Row {
   ptrdiff_t width;
 };
 
-constexpr ptrdiff_t blockPixels = 8;
-
 // Single pixels from x up to the end. One at the threshold survives, and keeps its mask element.
 template <class Form, class Row, class Word>
 int32_t pixels(const Form& form, const Stage<Word>& stage, Word stageThreshold, const Row& row,
@@ -299,43 +299,51 @@ int32_t pixels(const Form& form, const Stage<Word>& stage, Word stageThreshold, 
   return survivors;
 }
 
-inline bool anySelected(const uint8_t* mask, ptrdiff_t count) {
-  uint8_t any = 0;
-  for (ptrdiff_t i = 0; i < count; ++i) any |= mask[i];
+// Whether one of 4, 8 or 16 pixels is selected.
+template <ptrdiff_t count>
+bool anySelected(const uint8_t* mask) {
+  using Some = std::conditional_t<count == 4, uint32_t, uint64_t>;
+  Some any = 0;
+  for (size_t i = 0; i < count; i += sizeof(Some)) any |= load<Some>(mask + i);
   return any != 0;
 }
-inline bool allSelected(const uint8_t* mask, ptrdiff_t count) {
-  bool all = true;
-  for (ptrdiff_t i = 0; i < count; ++i) all &= mask[i] != 0;
-  return all;
+
+// The first selected pixel from x on, and what follows the last one; the end and x if none is.
+inline ptrdiff_t firstSelected(const uint8_t* mask, ptrdiff_t x, ptrdiff_t end) {
+  while (x + 8 <= end && !anySelected<8>(mask + x)) x += 8;
+  while (x < end && mask[x] == 0) ++x;
+  return x;
+}
+inline ptrdiff_t endOfSelected(const uint8_t* mask, ptrdiff_t x, ptrdiff_t end) {
+  while (x + 8 <= end && !anySelected<8>(mask + end - 8)) end -= 8;
+  while (x < end && mask[end - 1] == 0) --end;
+  return end;
 }
 
-// A row in which every pixel is treated as a single one. Where all pixels of a block are selected
-// they are evaluated together; cells of pixels that are not selected are never read.
+// A row in which every pixel is treated as a single one. Blocks are evaluated together, which costs
+// no more than one pixel of them; they begin with a selected pixel and do not pass the last one, so
+// that the cells read lie between cells of selected pixels: around the others there may be none.
 template <class Form, class Row, class Word>
 int32_t rowOfPixels(const Form& form, const Stage<Word>& stage, Word stageThreshold,
                     const Row& row) {
+  using Number = typename Form::Number;
+  constexpr ptrdiff_t block = Form::block;
   int32_t survivors = 0;
-  ptrdiff_t x = 0;
-  if constexpr (Form::hasLanes) {
-    using Number = typename Form::Number;
-    for (; x + blockPixels <= row.width; x += blockPixels) {
-      uint8_t* const mask = row.mask + x;
-      if (!allSelected(mask, blockPixels)) {
-        survivors += pixels(form, stage, stageThreshold, row, x, x + blockPixels);
-        continue;
-      }
-      Number votes[blockPixels];
-      store(votes, votesOf<blockPixels>(form, stage, row.reader.movedBy(x),
-                                        load<Lanes<Number, blockPixels>>(row.deviations + x)));
-      for (ptrdiff_t i = 0; i < blockPixels; ++i) {
-        const bool fails = Form::fails(votes[i], stageThreshold);
-        if (fails) mask[i] = 0;
-        survivors += !fails;
-      }
+  ptrdiff_t x = firstSelected(row.mask, 0, row.width);
+  const ptrdiff_t end = endOfSelected(row.mask, x, row.width);
+  while (x + block <= end) {
+    Number votes[block];
+    store(votes, votesOf<block>(form, stage, row.reader.movedBy(x),
+                                load<Lanes<Number, block>>(row.deviations + x)));
+    for (ptrdiff_t i = 0; i < block; ++i) {
+      const uint8_t element = row.mask[x + i];
+      const bool survives = (element != 0) & !Form::fails(votes[i], stageThreshold);
+      row.mask[x + i] = survives ? element : 0;
+      survivors += survives;
     }
+    x = firstSelected(row.mask, x + block, end);
   }
-  return survivors + pixels(form, stage, stageThreshold, row, x, row.width);
+  return survivors + pixels(form, stage, stageThreshold, row, x, end);
 }
 
 // The strategies of the float plane without tilted features. They differ in how much of a row is
@@ -359,15 +367,16 @@ int32_t groupOfPixels(const Form& form, const Stage<float>& stage, float stageTh
   return survivors;
 }
 
-// Every pixel, in blocks of 16, whatever the mask.
+// Blocks of 16 pixels, and single pixels behind them.
 template <class Row>
 int32_t denseRow(const Stage<float>& stage, float stageThreshold, const Row& row) {
   const FloatPlane<Order::sequence, Order::sequence, Addition::fused> inBlock;
   const FloatPlane<Order::sequence, Order::pairs, Addition::fused> behindBlocks;
   const ptrdiff_t whole = row.width & ~ptrdiff_t{15};
   int32_t survivors = 0;
-  for (ptrdiff_t x = 0; x < whole; x += blockPixels) {
-    survivors += groupOfPixels<blockPixels>(inBlock, stage, stageThreshold, row, x);
+  for (ptrdiff_t x = 0; x < whole; x += 8) {
+    if (!anySelected<8>(row.mask + x)) continue;
+    survivors += groupOfPixels<8>(inBlock, stage, stageThreshold, row, x);
   }
   return survivors + pixels(behindBlocks, stage, stageThreshold, row, whole, row.width);
 }
@@ -381,9 +390,9 @@ int32_t sparseRow(const Stage<float>& stage, float stageThreshold, const Row& ro
   const ptrdiff_t whole = row.width & ~(group - 1);
   int32_t survivors = 0;
   for (ptrdiff_t x = 0; x < whole; x += group) {
-    if (!anySelected(row.mask + x, group)) continue;
+    if (!anySelected<group>(row.mask + x)) continue;
     for (ptrdiff_t i = x; i < x + group; i += 4) {
-      if (!anySelected(row.mask + i, 4)) continue;
+      if (!anySelected<4>(row.mask + i)) continue;
       survivors += groupOfPixels<4>(inGroup, stage, stageThreshold, row, i);
     }
   }
@@ -474,11 +483,10 @@ NuvStatus nuviApplyHaarClassifier_32f_C1R(const float* pSrc, int32_t srcStep, co
                                           int32_t normStep, uint8_t* pMask, int32_t maskStep,
                                           NuviSize roiSize, int32_t* pPositive, float threshold,
                                           const NuviHaarClassifier* pState) {
-  // What the caller expects to survive chooses how the mask is looked at.
-  const int32_t estimate = pPositive != nullptr ? *pPositive : 0;
   const int32_t area = gateArea(roiSize);
   return apply(pSrc, srcStep, pNorm, normStep, pMask, maskStep, roiSize, pPositive, pState,
                [=](const Stage<float>& stage, const auto& row) {
+                 const int32_t estimate = *pPositive;  // of the survivors, until all rows are done
                  if (estimate >= area >> 2) return denseRow(stage, threshold, row);
                  if (estimate >= area >> 3) return sparseRow<4>(stage, threshold, row);
                  if (estimate >= area >> 4) return sparseRow<8>(stage, threshold, row);

@@ -194,7 +194,8 @@ bool allAllowed(const NuviRect* rects, int64_t count) {
   return true;
 }
 
-// What a rectangle that is not allowed does to the caller's pointer.
+// What a rectangle that is not allowed does to the caller's pointer, and with that whether it is
+// looked for before the allocation, which leaves the pointer, or behind it.
 enum class OnBadRect { leavePointer, clearPointer };
 
 template <class Shape, class Word>
@@ -207,15 +208,16 @@ NuvStatus initAlloc(NuviHaarClassifier** ppState, const Stage<Word>& stage, OnBa
   if (status != nuvStatusOk) return status;
   const int64_t featureCount = countFeatures(stage.featureCounts, stage.length);
   if (featureCount < 0) return nuvStatusBadSize;
-  const bool allowed = allAllowed<Shape>(stage.rects, featureCount);
-  if (!allowed && onBadRect == OnBadRect::leavePointer) return nuvStatusBadArgument;
+  if (onBadRect == OnBadRect::leavePointer && !allAllowed<Shape>(stage.rects, featureCount)) {
+    return nuvStatusBadArgument;
+  }
 
   const auto bytes = static_cast<int64_t>(sizeof(NuviHaarClassifier)) +
                      int64_t{sizeof(NuviHaarWeakClassifier<Word>)} * stage.length +
                      int64_t{sizeof(NuviHaarFeature<Word>)} * featureCount;
   OwnedBlock<uint8_t> block(bytes);
   if (block.get() == nullptr) return nuvStatusNoMemory;
-  if (!allowed) {
+  if (onBadRect == OnBadRect::clearPointer && !allAllowed<Shape>(stage.rects, featureCount)) {
     *ppState = nullptr;
     return nuvStatusBadArgument;
   }
@@ -253,41 +255,27 @@ NuvStatus getSize(const NuviHaarClassifier* pState, NuviSize* pSize) {
   return nuvStatusOk;
 }
 
-// Turns an upright rectangle by 45 degrees: down from its top left corner, or up from its bottom
-// left one. The float form turns its width and height, the integer form takes it for a square.
-void tilt(NuviHaarFeature<float>& feature, bool down) {
-  const NuviHaarCorner topLeft = feature.corners[3], bottomRight = feature.corners[0];
-  const auto x = static_cast<uint32_t>(topLeft.column), y = static_cast<uint32_t>(topLeft.row);
-  const auto x2 = static_cast<uint32_t>(bottomRight.column);
-  const auto y2 = static_cast<uint32_t>(bottomRight.row);
-  const uint32_t w = x2 - x, h = y2 - y;
-  if (down) {
-    feature.corners[0] = corner(x2 - h, y2 + w);
-    feature.corners[1] = corner(x - h, y2);
-    feature.corners[2] = corner(x2, y + w);
-  } else {
-    feature.corners[0] = corner(x, y2);
-    feature.corners[1] = corner(x - h, y);
-    feature.corners[2] = corner(x2, y2 - w);
-    feature.corners[3] = corner(x + w - h, y - w);
-  }
+// The diamond that an upright rectangle becomes: its top where the top left corner was, or its
+// bottom where the bottom left one was. The float form keeps width and height; the integer form
+// takes the rectangle for a square as wide as it is.
+NuviRect diamondOf(const NuviHaarFeature<float>&, NuviRect rect, bool keepTop) {
+  if (keepTop) return rect;
+  return {wrappingSubtract(wrappingAdd(rect.x, rect.width), rect.height),
+          wrappingSubtract(rect.y, rect.width), rect.height, rect.width};
 }
-void tilt(NuviHaarFeature<int32_t>& feature, bool down) {
-  const NuviHaarCorner topLeft = feature.corners[3], bottomRight = feature.corners[0];
-  const auto x = static_cast<uint32_t>(topLeft.column), y = static_cast<uint32_t>(topLeft.row);
-  const auto x2 = static_cast<uint32_t>(bottomRight.column);
-  const auto y2 = static_cast<uint32_t>(bottomRight.row);
-  const uint32_t w = x2 - x;
-  if (down) {
-    feature.corners[0] = corner(x, y + 2 * w);
-    feature.corners[1] = corner(x - w, y + w);
-    feature.corners[2] = corner(x2, y + w);
-  } else {
-    feature.corners[0] = corner(x, y2);
-    feature.corners[1] = corner(x - w, y2 - w);
-    feature.corners[2] = corner(x2, y2 - w);
-    feature.corners[3] = corner(x, y2 - 2 * w);
-  }
+NuviRect diamondOf(const NuviHaarFeature<int32_t>&, NuviRect rect, bool keepTop) {
+  const int32_t lowest = wrappingAdd(rect.y, rect.height);
+  const int32_t top = keepTop ? rect.y : wrappingSubtract(lowest, wrappingMultiply(2, rect.width));
+  return {rect.x, top, rect.width, rect.width};
+}
+
+template <class Word>
+void tilt(NuviHaarFeature<Word>& feature, bool keepTop) {
+  const NuviHaarCorner bottomRight = feature.corners[0], topLeft = feature.corners[3];
+  const NuviRect rect = {topLeft.column, topLeft.row,
+                         wrappingSubtract(bottomRight.column, topLeft.column),
+                         wrappingSubtract(bottomRight.row, topLeft.row)};
+  Tilted::placeCorners(diamondOf(feature, rect, keepTop), feature.corners);
 }
 
 // A state is tilted once: afterwards a tilted classifier's place in the caller's order is gone.
