@@ -25,6 +25,9 @@ inline int32_t wrappingMultiply(int32_t a, int32_t b) {
 inline int32_t wrappingAdd(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
+inline int32_t wrappingSubtract(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
 
 // `value` brought into low..high. A NaN becomes `low`.
 template <class T>
@@ -62,6 +65,13 @@ inline To truncateSaturate(float value) {
   constexpr auto low = static_cast<float>(std::numeric_limits<To>::min());
   constexpr auto high = static_cast<float>(std::numeric_limits<To>::max());
   return static_cast<To>(static_cast<int32_t>(clampTo(value, low, high)));
+}
+
+// Truncated toward zero. What does not fit into 32 bits, and a NaN, becomes the most negative
+// integer.
+inline int32_t truncateOrLowest(double value) {
+  return value > -2147483649.0 && value < 2147483648.0 ? static_cast<int32_t>(value)
+                                                       : std::numeric_limits<int32_t>::min();
 }
 
 // The next multiple of `multiple` (a power of two) at or above `value`.

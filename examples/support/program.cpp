@@ -26,7 +26,7 @@ Arguments parse(const std::vector<std::string>& words,
   }
   if (arguments.pictures.empty()) {
     for (const std::string& name : photographs) {
-      arguments.pictures.push_back(fs::path(EXAMPLE_IMAGES_FOLDER) / name);
+      arguments.pictures.push_back(shipped(name));
     }
   }
   return arguments;
@@ -68,6 +68,8 @@ int run(int argc, char** argv, const std::string& purpose,
   }
   return 1;
 }
+
+fs::path shipped(const std::string& name) { return fs::path(EXAMPLE_IMAGES_FOLDER) / name; }
 
 void check(NuvStatus status, const std::string& call) {
   if (status < nuvStatusOk) throw Error(call + " returned status " + std::to_string(status));

@@ -33,6 +33,9 @@ int run(int argc, char** argv, const std::string& purpose,
         const std::vector<std::string>& photographs,
         const std::function<void(const Arguments&)>& work);
 
+// Where a file that ships beside the photographs is.
+std::filesystem::path shipped(const std::string& name);
+
 // Throws an Error if a call of the library failed.
 void check(NuvStatus status, const std::string& call);
 
