@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <cmath>
 #include <string>
@@ -210,4 +211,127 @@ void checkAll(const Member<T> (&members)[count]) {
 TEST(LayerDown, MatchesReference8u) { checkAll(members8u); }
 TEST(LayerDown, MatchesReference16u) { checkAll(members16u); }
 TEST(LayerDown, MatchesReference32f) { checkAll(members32f); }
+
+// A team is asked for inside a parallel region of the caller only.
+TEST(LayerDown, ThreadsDoNotShow) {
+  const int16_t kernel[] = {1, 4, 6, 4, 1};
+  const NuviSize size = {400, 391};
+  TestImage<uint8_t> src(size);
+  fillSource(src, false);
+  const int levels = omp_get_max_active_levels();
+  omp_set_max_active_levels(2);
+  for (const float rate : {1.3f, 2.0f}) {
+    NuviSize below;
+    nuviGetPyramidDownROI(size, &below, rate);
+    std::vector<uint8_t> serial;
+    withThreadCounts([&] {
+      NuviPyramidLayerState* state = nullptr;
+      nuviPyramidLayerDownInitAlloc_8u_C1R(&state, size, rate, kernel, 5, 2);
+      TestImage<uint8_t> dst(below), parallel(below);
+      const auto call = [&](const TestImage<uint8_t>& to) {
+        EXPECT_EQ(nuvStatusOk, nuviPyramidLayerDown_8u_C1R(src.data(), src.step(), size, to.data(),
+                                                           to.step(), below, state));
+      };
+      call(dst);
+#pragma omp parallel num_threads(2)
+#pragma omp single
+      call(parallel);
+      if (serial.empty()) serial = dst.bytes();
+      EXPECT_EQ(serial, dst.bytes());
+      EXPECT_EQ(serial, parallel.bytes());
+      nuviPyramidLayerDownFree_8u_C1R(state);
+    });
+  }
+  omp_set_max_active_levels(levels);
+}
+
+// A source is found by its height. Its successor in the list is the only size allowed, which for a
+// narrower source reads past its columns.
+TEST(LayerDown, ResultSizeFollowsTheList) {
+  const int16_t kernel[] = {0, 1, 0};
+  for (const float rate : {2.0f, 1.5f}) {
+    NuviPyramidLayerState* state = nullptr;
+    ASSERT_EQ(nuvStatusOk,
+              nuviPyramidLayerDownInitAlloc_8u_C1R(&state, {48, 32}, rate, kernel, 3, 2));
+    const auto call = [&](NuviSize size, NuviSize below) {
+      TestImage<uint8_t> src(size), dst(below), expected(below);
+      fillSource(src, false);
+      const NuvStatus status = nuviPyramidLayerDown_8u_C1R(src.data(), src.step(), size, dst.data(),
+                                                           dst.step(), below, state);
+      if (status == nuvStatusOk) reference(src, expected, 1, rate, normalised<uint8_t>({0, 1, 0}));
+      EXPECT_EQ(expected.bytes(), dst.bytes());
+      return status;
+    };
+    const NuviSize listed = rate == 2.0f ? NuviSize{24, 16} : NuviSize{32, 22};
+    EXPECT_EQ(nuvStatusOk, call({48, 32}, listed));
+    EXPECT_EQ(nuvStatusBadSize, call({48, 32}, {listed.width + 1, listed.height}));
+    EXPECT_EQ(nuvStatusBadSize, call({48, 32}, {listed.width, listed.height - 1}));
+    EXPECT_EQ(nuvStatusOk, call({20, 32}, listed));
+    EXPECT_EQ(nuvStatusOk, call({47, 32}, listed));
+    EXPECT_EQ(nuvStatusOk, call({12, 12}, rate == 2.0f ? NuviSize{6, 6} : NuviSize{8, 8}));
+    EXPECT_EQ(nuvStatusBadSize, call({49, 32}, listed));
+    EXPECT_EQ(nuvStatusBadSize, call({48, 33}, listed));
+    EXPECT_EQ(nuvStatusOk, call({1, 1}, {1, 1}));
+    nuviPyramidLayerDownFree_8u_C1R(state);
+  }
+}
+
+template <class T>
+void checkState(const Member<T>& member) {
+  NuviPyramidLayerState* state = nullptr;
+  const Entry<T> kernel[] = {1, 2, 1, 2, 5};
+  const auto init = [&](NuviSize size, float rate, int32_t taps, int32_t mode) {
+    return member.init(&state, size, rate, kernel, taps, mode);
+  };
+  EXPECT_EQ(nuvStatusNullPointer, member.init(nullptr, {0, 1}, 2, kernel, 3, 2));
+  EXPECT_EQ(nuvStatusNullPointer, member.init(&state, {0, 1}, 2, nullptr, 3, 2));
+  EXPECT_EQ(nuvStatusBadSize, init({0, 5}, 2.0f, 3, 1));
+  EXPECT_EQ(nuvStatusBadSize, init({5, -1}, 2.0f, 3, 1));
+  EXPECT_EQ(nuvStatusBadArgument, init({5, 5}, 2.0f, 3, 1));
+  for (const float rate : {1.0f, 10.000001f, std::nanf("")}) {
+    EXPECT_EQ(nuvStatusBadArgument, init({5, 5}, rate, 3, 2));
+  }
+  for (const int32_t taps : {1, 4, -3}) {
+    EXPECT_EQ(nuvStatusBadArgument, init({5, 5}, 2.0f, taps, 2));
+  }
+  EXPECT_EQ(nuvStatusNoMemory, init({INT32_MAX, 1}, 2.0f, 3, 2));
+  EXPECT_EQ(nullptr, state);
+  EXPECT_EQ(nuvStatusNullPointer, member.release(nullptr));
+
+  // The second half of the kernel is told to differ, and not used.
+  ASSERT_EQ(nuvStatusKernelAsymmetric, init({9, 9}, 10.0f, 5, 2));
+  TestImage<T> src({9, 9}, member.channels), dst({1, 1}, member.channels);
+  TestImage<T> expected({1, 1}, member.channels);
+  fillSource(src, false);
+  EXPECT_EQ(nuvStatusOk,
+            member.down(src.data(), src.step(), {9, 9}, dst.data(), dst.step(), {1, 1}, state));
+  reference(src, expected, member.channels, 10.0f, normalised<T>({1, 2, 1, 2, 1}));
+  EXPECT_EQ(expected.bytes(), dst.bytes());
+
+  const auto down = [&](const T* from, int32_t srcStep, NuviSize size, T* to, int32_t dstStep,
+                        NuviSize below, NuviPyramidLayerState* with) {
+    return member.down(from, srcStep, size, to, dstStep, below, with);
+  };
+  T* const to = dst.data();
+  const NuviSize all = {9, 9}, one = {1, 1};
+  EXPECT_EQ(nuvStatusNullPointer, down(nullptr, 0, {0, 1}, to, 0, one, state));
+  EXPECT_EQ(nuvStatusNullPointer, down(src.data(), 0, {0, 1}, nullptr, 0, one, state));
+  EXPECT_EQ(nuvStatusNullPointer, down(src.data(), 0, {0, 1}, to, 0, one, nullptr));
+  EXPECT_EQ(nuvStatusBadSize, down(src.data(), 0, {9, 0}, to, 0, one, state));
+  EXPECT_EQ(nuvStatusBadStep, down(src.data(), src.step() - 1, all, to, 99, {2, 1}, state));
+  EXPECT_EQ(nuvStatusBadStep, down(src.data(), src.step(), all, to, dst.step() - 1, one, state));
+  const NuvStatus odd = sizeof(T) == 1 ? nuvStatusBadSize : nuvStatusStepNotElementMultiple;
+  EXPECT_EQ(odd, down(src.data(), src.step() + 1, all, to, 100, {2, 1}, state));
+  EXPECT_EQ(odd, down(src.data(), src.step(), all, to, 101, {2, 1}, state));
+  EXPECT_EQ(nuvStatusBadSize, down(src.data(), src.step(), all, to, 100, {0, 0}, state));
+  EXPECT_EQ(expected.bytes(), dst.bytes());
+  member.release(state);
+}
+
+TEST(LayerDownChecks, StateAndOrder) {
+  for (const auto& member : members8u) checkState(member);
+  for (const auto& member : members16u) checkState(member);
+  for (const auto& member : members32f) checkState(member);
+}
+
 }  // namespace
