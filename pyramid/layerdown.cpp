@@ -22,8 +22,8 @@
 namespace nuv {
 namespace {
 
-// Rows of a state's own memory end in room for a whole vector.
-constexpr int64_t slack = 32;
+// Row kernels step by as many elements; rows of a state's own memory have room for a whole step more.
+constexpr int64_t slack = 64;
 constexpr size_t rowAlignment = 64;
 // Accumulators that stay in the first cache.
 constexpr ptrdiff_t blockLength = 512;
@@ -69,6 +69,28 @@ void smoothAcross(const T* src, const ptrdiff_t* taps, const Entry* kernel, int3
   }
 }
 
+#if NUV_AVX2
+// The sum of two entries' size stays below 2^15: (pixel << 7) * (entry << 1), >> 16, is one
+// instruction on 16 bits.
+void smoothAcross(const uint8_t* src, const ptrdiff_t* taps, const int32_t* kernel,
+                  int32_t kernelSize, int16_t* out, ptrdiff_t count) {
+  constexpr int vectors = slack / 16;
+  for (ptrdiff_t x = 0; x < count; x += slack) {
+    S16x16 sums[vectors] = {};
+    for (int32_t j = 0; j < kernelSize; ++j) {
+      const uint8_t* const tap = src + taps[j] + x;
+      const __m256i entry = _mm256_set1_epi16(static_cast<int16_t>(kernel[j] << 1));
+      for (int i = 0; i < vectors; ++i) {
+        const S16x16 pixels = loadWidened(tap + 16 * i) << 7;
+        sums[i] += reinterpret_cast<S16x16>(
+            _mm256_mulhi_epi16(reinterpret_cast<__m256i>(pixels), entry));
+      }
+    }
+    for (int i = 0; i < vectors; ++i) store(out + x + 16 * i, sums[i]);
+  }
+}
+#endif
+
 template <class Sum>
 inline void storeWork(Sum sum, int16_t* cell) {
   *cell = static_cast<int16_t>(
@@ -100,6 +122,41 @@ void smoothDown(const Across* const* rows, const Entry* kernel, int32_t kernelSi
     for (ptrdiff_t x = 0; x < length; ++x) storeWork(sums[x], out + first + x);
   }
 }
+
+#if NUV_AVX2
+// Rows at the same distance from the centre have the same entry and are added first, in 16 bits.
+// Such sums are taken in pairs: two products and their sum are one instruction.
+void smoothDown(const int16_t* const* rows, const int32_t* kernel, int32_t kernelSize, int16_t* out,
+                ptrdiff_t count) {
+  constexpr int vectors = slack / 16;
+  const int32_t centre = kernelSize / 2;
+  for (ptrdiff_t x = 0; x < count; x += slack) {
+    const auto rowSum = [=](int32_t j, int i) {
+      const ptrdiff_t offset = x + 16 * i;
+      const auto row = load<S16x16>(rows[j] + offset);
+      return reinterpret_cast<__m256i>(
+          j == centre ? row : row + load<S16x16>(rows[kernelSize - 1 - j] + offset));
+    };
+    __m256i low[vectors], high[vectors];
+    for (int i = 0; i < vectors; ++i) low[i] = high[i] = _mm256_set1_epi32(16384);
+    for (int32_t j = 0; j <= centre; j += 2) {
+      const bool isPair = j < centre;
+      const int32_t second = isPair ? kernel[j + 1] : 0;
+      const __m256i entries = _mm256_set1_epi32((kernel[j] & 0xFFFF) | second * 0x10000);
+      for (int i = 0; i < vectors; ++i) {
+        const __m256i a = rowSum(j, i), b = isPair ? rowSum(j + 1, i) : _mm256_setzero_si256();
+        low[i] = _mm256_add_epi32(low[i], _mm256_madd_epi16(_mm256_unpacklo_epi16(a, b), entries));
+        high[i] =
+            _mm256_add_epi32(high[i], _mm256_madd_epi16(_mm256_unpackhi_epi16(a, b), entries));
+      }
+    }
+    for (int i = 0; i < vectors; ++i) {
+      store(out + x + 16 * i, _mm256_packs_epi32(_mm256_srai_epi32(low[i], 15),
+                                                 _mm256_srai_epi32(high[i], 15)));
+    }
+  }
+}
+#endif
 
 // ---- Reading between positions a and b, at a fraction of the way. Integers: truncated toward
 // zero.
