@@ -22,7 +22,8 @@
 namespace nuv {
 namespace {
 
-// Row kernels step by as many elements; rows of a state's own memory have room for a whole step more.
+// Row kernels step by as many elements; rows of a state's own memory have room for a whole step
+// more.
 constexpr int64_t slack = 64;
 constexpr size_t rowAlignment = 64;
 // Accumulators that stay in the first cache.
@@ -41,11 +42,6 @@ using Cell = std::conditional_t<std::is_same_v<T, uint8_t>, int16_t,
 template <class Across>
 using Down = std::conditional_t<std::is_same_v<Across, int16_t>, int32_t,
                                 std::conditional_t<std::is_same_v<Across, float>, float, double>>;
-
-inline int32_t shifted(int32_t value, int32_t bits) { return value >> bits; }
-inline double shifted(double value, int32_t bits) {
-  return std::floor(value / static_cast<double>(1 << bits));
-}
 
 inline void addAcross(int32_t& sum, int32_t entry, int32_t pixel) { sum += (pixel * entry) >> 8; }
 inline void addAcross(double& sum, double entry, double pixel) { sum += shifted(pixel * entry, 8); }
@@ -82,8 +78,8 @@ void smoothAcross(const uint8_t* src, const ptrdiff_t* taps, const int32_t* kern
       const __m256i entry = _mm256_set1_epi16(static_cast<int16_t>(kernel[j] << 1));
       for (int i = 0; i < vectors; ++i) {
         const S16x16 pixels = loadWidened(tap + 16 * i) << 7;
-        sums[i] += reinterpret_cast<S16x16>(
-            _mm256_mulhi_epi16(reinterpret_cast<__m256i>(pixels), entry));
+        sums[i] +=
+            reinterpret_cast<S16x16>(_mm256_mulhi_epi16(reinterpret_cast<__m256i>(pixels), entry));
       }
     }
     for (int i = 0; i < vectors; ++i) store(out + x + 16 * i, sums[i]);
@@ -151,8 +147,8 @@ void smoothDown(const int16_t* const* rows, const int32_t* kernel, int32_t kerne
       }
     }
     for (int i = 0; i < vectors; ++i) {
-      store(out + x + 16 * i, _mm256_packs_epi32(_mm256_srai_epi32(low[i], 15),
-                                                 _mm256_srai_epi32(high[i], 15)));
+      store(out + x + 16 * i,
+            _mm256_packs_epi32(_mm256_srai_epi32(low[i], 15), _mm256_srai_epi32(high[i], 15)));
     }
   }
 }

@@ -203,6 +203,103 @@ NUVCV_API NuvStatus nuviPyramidLayerDown_32f_C3R(const float* pSrc, int32_t srcS
                                                  NuviSize dstSize, NuviPyramidLayerState* pState);
 /** @} */
 
+/**
+ * @name State of a pyramid layer step up
+ *
+ * As the state of a step down, with the same treatment of the kernel, the same checks and statuses.
+ * It serves every layer of a pyramid with one rate. `dstSize`, the size of the largest result in
+ * pixels, is checked and sets no limit: each step up allocates its own work memory.
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_8u_C1R(NuviPyramidLayerState** ppState,
+                                                       NuviSize dstSize, float rate,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_8u_C3R(NuviPyramidLayerState** ppState,
+                                                       NuviSize dstSize, float rate,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_16u_C1R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const int16_t* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_16u_C3R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const int16_t* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_32f_C1R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const float* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_32f_C3R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const float* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_8u_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_8u_C3R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_16u_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_16u_C3R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_32f_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_32f_C3R(NuviPyramidLayerState* pState);
+/** @} */
+
+/**
+ * @name Pyramid layer up
+ *
+ * Spreads the source over a grid stretched by the rate, where pixel i stands at rate * i, and lays
+ * the kernel over it: a result is the weighted mean of the source pixels that the kernel centred
+ * there meets, the kernel taken linearly between its entries and as 0 beyond them. The weights are
+ * corrected to first order so that their centre of gravity lies at the result; at a rate of 2 they
+ * need no correction. A result for which the kernel meets fewer than two pixels, or weights that
+ * cancel out, is interpolated linearly between its neighbours. So a flat picture stays flat, and
+ * away from the borders a slope stays a slope. Channels are independent. Pixels outside the source
+ * are its mirror images about the edge pixels, as often as needed.
+ *
+ * `8u` and `16u`: weights of 15 fraction bits that add up to 1. The sum of weight * pixel across,
+ * >> 8, then the sum of weight * sum across over the rows, >> 22, clamped to the pixel's type;
+ * shifts round down, sums do not overflow. `32f`: weights in single precision and fused sums, from
+ * the first tap to the last, across, then down.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param srcSize its size in pixels
+ * @param pDst first pixel of the result; its memory must not overlap the source
+ * @param dstStep its row step in bytes
+ * @param dstSize its size in pixels, within what nuviGetPyramidUpROI() allows for the source
+ * @param pState a state for the same element and channels
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or state
+ * - #nuvStatusBadSize a source width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument the state's rate is outside its range
+ * - #nuvStatusBadSize a `dstSize` outside its range
+ * - #nuvStatusNoMemory no memory for the work
+ *
+ * One thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyramidLayerUp_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                              NuviSize srcSize, uint8_t* pDst, int32_t dstStep,
+                                              NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                              NuviSize srcSize, uint8_t* pDst, int32_t dstStep,
+                                              NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_16u_C1R(const uint16_t* pSrc, int32_t srcStep,
+                                               NuviSize srcSize, uint16_t* pDst, int32_t dstStep,
+                                               NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_16u_C3R(const uint16_t* pSrc, int32_t srcStep,
+                                               NuviSize srcSize, uint16_t* pDst, int32_t dstStep,
+                                               NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_32f_C1R(const float* pSrc, int32_t srcStep, NuviSize srcSize,
+                                               float* pDst, int32_t dstStep, NuviSize dstSize,
+                                               NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_32f_C3R(const float* pSrc, int32_t srcStep, NuviSize srcSize,
+                                               float* pDst, int32_t dstStep, NuviSize dstSize,
+                                               NuviPyramidLayerState* pState);
+/** @} */
+
 // -------- layers ends
 
 // ANCHOR sub-pixel copy
