@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "core/check.h"
 #include "core/image.h"
@@ -26,8 +27,6 @@ namespace {
 // more.
 constexpr int64_t slack = 64;
 constexpr size_t rowAlignment = 64;
-// Accumulators that stay in the first cache.
-constexpr ptrdiff_t blockLength = 512;
 
 // ---- Smoothing. A pixel's sum across is the sum of (pixel * entry) >> 8 over the columns. Its
 // work value is the sum of entry * sum across over the rows, plus 2^14, >> 15, so that 3 fraction
@@ -43,31 +42,49 @@ template <class Across>
 using Down = std::conditional_t<std::is_same_v<Across, int16_t>, int32_t,
                                 std::conditional_t<std::is_same_v<Across, float>, float, double>>;
 
-inline void addAcross(int32_t& sum, int32_t entry, int32_t pixel) { sum += (pixel * entry) >> 8; }
-inline void addAcross(double& sum, double entry, double pixel) { sum += shifted(pixel * entry, 8); }
-inline void addAcross(float& sum, float entry, float pixel) { sum = fused(entry, pixel, sum); }
+template <class Sum>
+using Lanes = Vector<Sum, 32 / sizeof(Sum)>;
+
+// Lanes of sums, or of their terms, from narrower elements.
+template <class Sum, class From>
+inline Lanes<Sum> loadLanes(const From* from) {
+  if constexpr (std::is_same_v<Sum, From>) {
+    return load<Lanes<Sum>>(from);
+  } else if constexpr (std::is_same_v<Sum, int32_t>) {
+    return loadAs32s(from);
+  } else {
+    return convert<Lanes<Sum>>(load<Vector<From, 32 / sizeof(Sum)>>(from));
+  }
+}
+
+inline void addAcross(S32x8& sum, S32x8 entry, S32x8 pixel) { sum += (pixel * entry) >> 8; }
+inline void addAcross(F64x4& sum, F64x4 entry, F64x4 pixel) {
+  const F64x4 product = pixel * entry;
+  for (int i = 0; i < 4; ++i) sum[i] += shifted(product[i], 8);
+}
+inline void addAcross(F32x8& sum, F32x8 entry, F32x8 pixel) { sum = fused(entry, pixel, sum); }
 
 // The pixel of tap j for the result x is src[taps[j] + x].
 template <class T, class Across, class Entry>
 void smoothAcross(const T* src, const ptrdiff_t* taps, const Entry* kernel, int32_t kernelSize,
                   Across* out, ptrdiff_t count) {
   using Sum = std::conditional_t<std::is_same_v<Across, int16_t>, int32_t, Across>;
-  Sum sums[blockLength];
-  for (ptrdiff_t first = 0; first < count; first += blockLength) {
-    const ptrdiff_t length = std::min(blockLength, count - first);
-    for (ptrdiff_t x = 0; x < length; ++x) sums[x] = 0;
+  constexpr int vectors = 4, lanes = 32 / sizeof(Sum);
+  for (ptrdiff_t x = 0; x < count; x += vectors * lanes) {
+    Lanes<Sum> sums[vectors] = {};
     for (int32_t j = 0; j < kernelSize; ++j) {
-      const T* const tap = src + taps[j] + first;
-      const auto entry = static_cast<Sum>(kernel[j]);
-      for (ptrdiff_t x = 0; x < length; ++x) addAcross(sums[x], entry, static_cast<Sum>(tap[x]));
+      const T* const tap = src + taps[j] + x;
+      const auto entry = broadcast<Lanes<Sum>>(static_cast<Sum>(kernel[j]));
+      for (int i = 0; i < vectors; ++i) addAcross(sums[i], entry, loadLanes<Sum>(tap + i * lanes));
     }
-    for (ptrdiff_t x = 0; x < length; ++x) out[first + x] = static_cast<Across>(sums[x]);
+    for (int i = 0; i < vectors; ++i) {
+      store(out + x + i * lanes, convert<Vector<Across, lanes>>(sums[i]));
+    }
   }
 }
 
 #if NUV_AVX2
-// The sum of two entries' size stays below 2^15: (pixel << 7) * (entry << 1), >> 16, is one
-// instruction on 16 bits.
+// Twice an entry fits 16 bits: (pixel << 7) * (entry << 1), >> 16, is one instruction.
 void smoothAcross(const uint8_t* src, const ptrdiff_t* taps, const int32_t* kernel,
                   int32_t kernelSize, int16_t* out, ptrdiff_t count) {
   constexpr int vectors = slack / 16;
@@ -98,30 +115,42 @@ inline void storeWork(double sum, int32_t* cell) {
 }
 inline void storeWork(float sum, float* cell) { *cell = sum; }
 
-inline void addDown(int32_t& sum, int32_t entry, int32_t across) { sum += entry * across; }
-inline void addDown(double& sum, double entry, double across) { sum += entry * across; }
-inline void addDown(float& sum, float entry, float across) { sum = fused(entry, across, sum); }
-
+// Rows at the same distance from the centre have the same entry: whole numbers are added before
+// they are multiplied, floats are not.
 template <class Across, class Entry, class WorkCell>
 void smoothDown(const Across* const* rows, const Entry* kernel, int32_t kernelSize, WorkCell* out,
                 ptrdiff_t count) {
   using Sum = Down<Across>;
-  Sum sums[blockLength];
-  for (ptrdiff_t first = 0; first < count; first += blockLength) {
-    const ptrdiff_t length = std::min(blockLength, count - first);
-    for (ptrdiff_t x = 0; x < length; ++x) sums[x] = 0;
-    for (int32_t j = 0; j < kernelSize; ++j) {
-      const Across* const row = rows[j] + first;
-      const auto entry = static_cast<Sum>(kernel[j]);
-      for (ptrdiff_t x = 0; x < length; ++x) addDown(sums[x], entry, static_cast<Sum>(row[x]));
+  using Row = std::conditional_t<std::is_same_v<Across, int16_t>, int32_t, Across>;
+  constexpr int vectors = 4, lanes = 32 / sizeof(Sum);
+  const int32_t centre = kernelSize / 2;
+  for (ptrdiff_t x = 0; x < count; x += vectors * lanes) {
+    Lanes<Sum> sums[vectors] = {};
+    for (int32_t j = 0; j < (std::is_same_v<Sum, float> ? kernelSize : centre + 1); ++j) {
+      const auto entry = broadcast<Lanes<Sum>>(static_cast<Sum>(kernel[j]));
+      for (int i = 0; i < vectors; ++i) {
+        const Across* const row = rows[j] + x + i * lanes;
+        if constexpr (std::is_same_v<Sum, float>) {
+          sums[i] = fused(entry, load<F32x8>(row), sums[i]);
+        } else {
+          auto value = convert<Vector<Row, lanes>>(load<Vector<Across, lanes>>(row));
+          if (j != centre) {
+            const Across* const mirrored = rows[kernelSize - 1 - j] + x + i * lanes;
+            value += convert<Vector<Row, lanes>>(load<Vector<Across, lanes>>(mirrored));
+          }
+          sums[i] += entry * convert<Lanes<Sum>>(value);
+        }
+      }
     }
-    for (ptrdiff_t x = 0; x < length; ++x) storeWork(sums[x], out + first + x);
+    Sum stored[vectors * lanes];
+    for (int i = 0; i < vectors; ++i) store(stored + i * lanes, sums[i]);
+    for (int i = 0; i < vectors * lanes; ++i) storeWork(stored[i], out + x + i);
   }
 }
 
 #if NUV_AVX2
-// Rows at the same distance from the centre have the same entry and are added first, in 16 bits.
-// Such sums are taken in pairs: two products and their sum are one instruction.
+// Rows at the same distance are added in 16 bits. Their sums are taken in pairs: two products and
+// the sum of both are one instruction.
 void smoothDown(const int16_t* const* rows, const int32_t* kernel, int32_t kernelSize, int16_t* out,
                 ptrdiff_t count) {
   constexpr int vectors = slack / 16;
@@ -214,9 +243,35 @@ struct Columns {
   ptrdiff_t count;
 };
 
+#if NUV_AVX2
+// Eight results: each cell is gathered with the one behind it.
+template <int channels>
+S32x8 readEight(const int16_t* work, const int32_t* index, const float* fraction) {
+  const auto gather = [=](ptrdiff_t offset) {
+    return reinterpret_cast<S32x8>(_mm256_i32gather_epi32(
+        reinterpret_cast<const int*>(work + offset), load<__m256i>(index), sizeof(int16_t)));
+  };
+  const S32x8 pair = gather(0);
+  const F32x8 a = convert<F32x8>((pair << 16) >> 16);
+  const F32x8 b = convert<F32x8>(channels == 1 ? pair >> 16 : (gather(channels) << 16) >> 16);
+  const F32x8 f = load<F32x8>(fraction);
+  return convert<S32x8>(fused(1 - f, a, fused(f, b, broadcast<F32x8>(0.5f))));
+}
+#endif
+
 template <int channels, class WorkCell>
 void readAcross(const WorkCell* work, const Columns& columns, WorkCell* out) {
   ptrdiff_t x = 0;
+#if NUV_AVX2
+  if constexpr (std::is_same_v<WorkCell, int16_t>) {
+    for (; x + 16 <= columns.interpolated; x += 16) {
+      const auto eight = [=](ptrdiff_t first) {
+        return readEight<channels>(work, columns.index + first, columns.fraction + first);
+      };
+      store(out + x, packSaturate(eight(x), eight(x + 8)));
+    }
+  }
+#endif
   for (; x < columns.interpolated; ++x) {
     const WorkCell* const cell = work + columns.index[x];
     out[x] = between(cell[0], cell[channels], columns.fraction[x]);
@@ -224,19 +279,24 @@ void readAcross(const WorkCell* work, const Columns& columns, WorkCell* out) {
   for (; x < columns.count; ++x) out[x] = work[columns.index[x]];
 }
 
+// Every second pixel of a row.
+template <class T>
+void takePhase(const T* row, ptrdiff_t pixels, T* out, std::integral_constant<int, 1>) {
+  for (ptrdiff_t i = 0; i < pixels; ++i) out[i] = row[2 * i];
+}
+// Four elements move at once: both rows have room for one more.
+template <class T>
+void takePhase(const T* row, ptrdiff_t pixels, T* out, std::integral_constant<int, 3>) {
+  for (ptrdiff_t i = 0; i < pixels; ++i) std::memcpy(out + 3 * i, row + 6 * i, 4 * sizeof(T));
+}
+
 // The even pixels of a row, then its odd ones.
 template <int channels, class T>
 void splitPhases(const T* row, ptrdiff_t pixels, T* phases) {
-  T* const odd = phases + (pixels + 1) / 2 * channels;
-  for (ptrdiff_t i = 0; i < pixels / 2; ++i) {
-    for (int c = 0; c < channels; ++c) {
-      phases[i * channels + c] = row[2 * i * channels + c];
-      odd[i * channels + c] = row[(2 * i + 1) * channels + c];
-    }
-  }
-  if (pixels % 2 != 0) {
-    for (int c = 0; c < channels; ++c) odd[c - channels] = row[(pixels - 1) * channels + c];
-  }
+  constexpr std::integral_constant<int, channels> layout;
+  const ptrdiff_t even = (pixels + 1) / 2;
+  takePhase(row, even, phases, layout);
+  takePhase(row + channels, pixels - even, phases + even * channels, layout);
 }
 
 // ---- The work memory of a state: tables that all threads share, then the rows of each thread. It
@@ -298,7 +358,7 @@ int32_t chooseArithmetic(const int32_t* kernel, int32_t kernelSize) {
   constexpr double most = std::numeric_limits<T>::max();
   double magnitude = 0;
   for (int32_t j = 0; j < kernelSize; ++j) magnitude += std::abs(static_cast<double>(kernel[j]));
-  if (sizeof(T) == 1 && magnitude * most / 256 + kernelSize < 16384) return narrow;
+  if (sizeof(T) == 1 && magnitude + kernelSize < 16384) return narrow;
   return magnitude * most < 2147483648.0 ? standard : wide;
 }
 template <class T>
