@@ -104,16 +104,23 @@ void smoothAcross(const uint8_t* src, const ptrdiff_t* taps, const int32_t* kern
 }
 #endif
 
-template <class Sum>
+// The work value from a sum down. Values of 32 bits do not pass 2^24 unless the sums across need a
+// double.
+template <class Across, class Sum>
 inline void storeWork(Sum sum, int16_t* cell) {
   *cell = static_cast<int16_t>(
       clampTo(shifted(sum + 16384, 15), static_cast<Sum>(INT16_MIN), static_cast<Sum>(INT16_MAX)));
 }
+template <class Across>
 inline void storeWork(double sum, int32_t* cell) {
-  *cell =
-      static_cast<int32_t>(clampTo(shifted(sum + 16384, 15), double{INT32_MIN}, double{INT32_MAX}));
+  const double work = shifted(sum + 16384, 15);
+  *cell = static_cast<int32_t>(
+      std::is_same_v<Across, double> ? clampTo(work, double{INT32_MIN}, double{INT32_MAX}) : work);
 }
-inline void storeWork(float sum, float* cell) { *cell = sum; }
+template <class Across>
+inline void storeWork(float sum, float* cell) {
+  *cell = sum;
+}
 
 // Rows at the same distance from the centre have the same entry: whole numbers are added before
 // they are multiplied, floats are not.
@@ -144,7 +151,7 @@ void smoothDown(const Across* const* rows, const Entry* kernel, int32_t kernelSi
     }
     Sum stored[vectors * lanes];
     for (int i = 0; i < vectors; ++i) store(stored + i * lanes, sums[i]);
-    for (int i = 0; i < vectors * lanes; ++i) storeWork(stored[i], out + x + i);
+    for (int i = 0; i < vectors * lanes; ++i) storeWork<Across>(stored[i], out + x + i);
   }
 }
 
@@ -199,12 +206,12 @@ inline float between(float a, float b, float fraction) {
   return fused(1 - fraction, a, fraction * b);
 }
 
-// Without the fraction bits, clamped to the pixel's type.
+// (work + 4) >> 3, clamped to the pixel's type. A work value of 32 bits must not overflow.
 inline void storePixel(int32_t work, uint8_t* pixel) {
   *pixel = saturate<uint8_t>((work + 4) >> 3);
 }
 inline void storePixel(int32_t work, uint16_t* pixel) {
-  *pixel = saturate<uint16_t>((int64_t{work} + 4) >> 3);
+  *pixel = saturate<uint16_t>((work >> 3) + ((work >> 2) & 1));
 }
 inline void storePixel(float work, float* pixel) { *pixel = work; }
 
@@ -244,18 +251,39 @@ struct Columns {
 };
 
 #if NUV_AVX2
-// Eight results: each cell is gathered with the one behind it.
-template <int channels>
-S32x8 readEight(const int16_t* work, const int32_t* index, const float* fraction) {
-  const auto gather = [=](ptrdiff_t offset) {
-    return reinterpret_cast<S32x8>(_mm256_i32gather_epi32(
-        reinterpret_cast<const int*>(work + offset), load<__m256i>(index), sizeof(int16_t)));
-  };
-  const S32x8 pair = gather(0);
-  const F32x8 a = convert<F32x8>((pair << 16) >> 16);
-  const F32x8 b = convert<F32x8>(channels == 1 ? pair >> 16 : (gather(channels) << 16) >> 16);
-  const F32x8 f = load<F32x8>(fraction);
-  return convert<S32x8>(fused(1 - f, a, fused(f, b, broadcast<F32x8>(0.5f))));
+// Eight cells, of 16 bits the cell behind each with it.
+inline S32x8 gatherEight(const int16_t* cells, __m256i index) {
+  const auto* const from = reinterpret_cast<const int*>(cells);
+  return reinterpret_cast<S32x8>(_mm256_i32gather_epi32(from, index, sizeof(int16_t)));
+}
+inline S32x8 gatherEight(const int32_t* cells, __m256i index) {
+  return reinterpret_cast<S32x8>(_mm256_i32gather_epi32(cells, index, sizeof(int32_t)));
+}
+inline F32x8 gatherEight(const float* cells, __m256i index) {
+  return _mm256_i32gather_ps(cells, index, sizeof(float));
+}
+
+inline F32x8 between(F32x8 a, F32x8 b, F32x8 fraction) {
+  return fused(1 - fraction, a, fraction * b);
+}
+inline S32x8 between(S32x8 a, S32x8 b, F32x8 fraction) {
+  const F32x8 value = fused(1 - fraction, convert<F32x8>(a),
+                            fused(fraction, convert<F32x8>(b), broadcast<F32x8>(0.5f)));
+  return convert<S32x8>(minimum(value, broadcast<F32x8>(2147483520.0f)));
+}
+
+template <int channels, class WorkCell>
+auto readEight(const WorkCell* work, const int32_t* index, const float* fraction) {
+  const auto indices = load<__m256i>(index);
+  auto a = gatherEight(work, indices);
+  auto b = a;
+  if constexpr (std::is_same_v<WorkCell, int16_t>) {
+    b = channels == 1 ? a >> 16 : (gatherEight(work + channels, indices) << 16) >> 16;
+    a = (a << 16) >> 16;
+  } else {
+    b = gatherEight(work + channels, indices);
+  }
+  return between(a, b, load<F32x8>(fraction));
 }
 #endif
 
@@ -263,12 +291,14 @@ template <int channels, class WorkCell>
 void readAcross(const WorkCell* work, const Columns& columns, WorkCell* out) {
   ptrdiff_t x = 0;
 #if NUV_AVX2
-  if constexpr (std::is_same_v<WorkCell, int16_t>) {
-    for (; x + 16 <= columns.interpolated; x += 16) {
-      const auto eight = [=](ptrdiff_t first) {
-        return readEight<channels>(work, columns.index + first, columns.fraction + first);
-      };
-      store(out + x, packSaturate(eight(x), eight(x + 8)));
+  for (; x + 16 <= columns.interpolated; x += 16) {
+    const auto low = readEight<channels>(work, columns.index + x, columns.fraction + x);
+    const auto high = readEight<channels>(work, columns.index + x + 8, columns.fraction + x + 8);
+    if constexpr (std::is_same_v<WorkCell, int16_t>) {
+      store(out + x, packSaturate(low, high));
+    } else {
+      store(out + x, low);
+      store(out + x + 8, high);
     }
   }
 #endif

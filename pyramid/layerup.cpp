@@ -36,10 +36,10 @@ constexpr int32_t unitWeight = 1 << 15;
 template <class T>
 using Weight = std::conditional_t<std::is_same_v<T, float>, float, int32_t>;
 
-// Pixels around a result that can have a weight.
+// Pixels around a result that can have a weight: their distance is less than the reach.
 int32_t tapCount(float rate, int32_t kernelSize) {
   const int32_t reach = kernelSize / 2 + 1;
-  return std::max(static_cast<int32_t>(2.0 * reach / double{rate}) + 1, 2);
+  return std::max(static_cast<int32_t>(std::ceil(2.0 * reach / double{rate})), 2);
 }
 
 // The weights of one result on consecutive source pixels.
