@@ -17,6 +17,7 @@
 #include "core/simd.h"
 #include "filter/pipeline/border.h"
 #include "nuvcv/pyramid.h"
+#include "pyramid/lanes.h"
 #include "pyramid/layerstate.h"
 #include "pyramid/rates.h"
 
@@ -42,26 +43,8 @@ template <class Across>
 using Down = std::conditional_t<std::is_same_v<Across, int16_t>, int32_t,
                                 std::conditional_t<std::is_same_v<Across, float>, float, double>>;
 
-template <class Sum>
-using Lanes = Vector<Sum, 32 / sizeof(Sum)>;
-
-// Lanes of sums, or of their terms, from narrower elements.
-template <class Sum, class From>
-inline Lanes<Sum> loadLanes(const From* from) {
-  if constexpr (std::is_same_v<Sum, From>) {
-    return load<Lanes<Sum>>(from);
-  } else if constexpr (std::is_same_v<Sum, int32_t>) {
-    return loadAs32s(from);
-  } else {
-    return convert<Lanes<Sum>>(load<Vector<From, 32 / sizeof(Sum)>>(from));
-  }
-}
-
 inline void addAcross(S32x8& sum, S32x8 entry, S32x8 pixel) { sum += (pixel * entry) >> 8; }
-inline void addAcross(F64x4& sum, F64x4 entry, F64x4 pixel) {
-  const F64x4 product = pixel * entry;
-  for (int i = 0; i < 4; ++i) sum[i] += shifted(product[i], 8);
-}
+inline void addAcross(F64x4& sum, F64x4 entry, F64x4 pixel) { sum += shifted(pixel * entry, 8); }
 inline void addAcross(F32x8& sum, F32x8 entry, F32x8 pixel) { sum = fused(entry, pixel, sum); }
 
 // The pixel of tap j for the result x is src[taps[j] + x].
@@ -69,15 +52,16 @@ template <class T, class Across, class Entry>
 void smoothAcross(const T* src, const ptrdiff_t* taps, const Entry* kernel, int32_t kernelSize,
                   Across* out, ptrdiff_t count) {
   using Sum = std::conditional_t<std::is_same_v<Across, int16_t>, int32_t, Across>;
-  constexpr int vectors = 4, lanes = 32 / sizeof(Sum);
+  constexpr ptrdiff_t vectors = 4, lanes = laneCount<Sum>;
   for (ptrdiff_t x = 0; x < count; x += vectors * lanes) {
     Lanes<Sum> sums[vectors] = {};
     for (int32_t j = 0; j < kernelSize; ++j) {
       const T* const tap = src + taps[j] + x;
       const auto entry = broadcast<Lanes<Sum>>(static_cast<Sum>(kernel[j]));
-      for (int i = 0; i < vectors; ++i) addAcross(sums[i], entry, loadLanes<Sum>(tap + i * lanes));
+      for (ptrdiff_t i = 0; i < vectors; ++i)
+        addAcross(sums[i], entry, loadLanes<Sum>(tap + i * lanes));
     }
-    for (int i = 0; i < vectors; ++i) {
+    for (ptrdiff_t i = 0; i < vectors; ++i) {
       store(out + x + i * lanes, convert<Vector<Across, lanes>>(sums[i]));
     }
   }
@@ -87,19 +71,19 @@ void smoothAcross(const T* src, const ptrdiff_t* taps, const Entry* kernel, int3
 // Twice an entry fits 16 bits: (pixel << 7) * (entry << 1), >> 16, is one instruction.
 void smoothAcross(const uint8_t* src, const ptrdiff_t* taps, const int32_t* kernel,
                   int32_t kernelSize, int16_t* out, ptrdiff_t count) {
-  constexpr int vectors = slack / 16;
+  constexpr ptrdiff_t vectors = slack / 16;
   for (ptrdiff_t x = 0; x < count; x += slack) {
     S16x16 sums[vectors] = {};
     for (int32_t j = 0; j < kernelSize; ++j) {
       const uint8_t* const tap = src + taps[j] + x;
       const __m256i entry = _mm256_set1_epi16(static_cast<int16_t>(kernel[j] << 1));
-      for (int i = 0; i < vectors; ++i) {
+      for (ptrdiff_t i = 0; i < vectors; ++i) {
         const S16x16 pixels = loadWidened(tap + 16 * i) << 7;
         sums[i] +=
             reinterpret_cast<S16x16>(_mm256_mulhi_epi16(reinterpret_cast<__m256i>(pixels), entry));
       }
     }
-    for (int i = 0; i < vectors; ++i) store(out + x + 16 * i, sums[i]);
+    for (ptrdiff_t i = 0; i < vectors; ++i) store(out + x + 16 * i, sums[i]);
   }
 }
 #endif
@@ -129,13 +113,13 @@ void smoothDown(const Across* const* rows, const Entry* kernel, int32_t kernelSi
                 ptrdiff_t count) {
   using Sum = Down<Across>;
   using Row = std::conditional_t<std::is_same_v<Across, int16_t>, int32_t, Across>;
-  constexpr int vectors = 4, lanes = 32 / sizeof(Sum);
+  constexpr ptrdiff_t vectors = 4, lanes = laneCount<Sum>;
   const int32_t centre = kernelSize / 2;
   for (ptrdiff_t x = 0; x < count; x += vectors * lanes) {
     Lanes<Sum> sums[vectors] = {};
     for (int32_t j = 0; j < (std::is_same_v<Sum, float> ? kernelSize : centre + 1); ++j) {
       const auto entry = broadcast<Lanes<Sum>>(static_cast<Sum>(kernel[j]));
-      for (int i = 0; i < vectors; ++i) {
+      for (ptrdiff_t i = 0; i < vectors; ++i) {
         const Across* const row = rows[j] + x + i * lanes;
         if constexpr (std::is_same_v<Sum, float>) {
           sums[i] = fused(entry, load<F32x8>(row), sums[i]);
@@ -150,8 +134,8 @@ void smoothDown(const Across* const* rows, const Entry* kernel, int32_t kernelSi
       }
     }
     Sum stored[vectors * lanes];
-    for (int i = 0; i < vectors; ++i) store(stored + i * lanes, sums[i]);
-    for (int i = 0; i < vectors * lanes; ++i) storeWork<Across>(stored[i], out + x + i);
+    for (ptrdiff_t i = 0; i < vectors; ++i) store(stored + i * lanes, sums[i]);
+    for (ptrdiff_t i = 0; i < vectors * lanes; ++i) storeWork<Across>(stored[i], out + x + i);
   }
 }
 
@@ -160,29 +144,29 @@ void smoothDown(const Across* const* rows, const Entry* kernel, int32_t kernelSi
 // the sum of both are one instruction.
 void smoothDown(const int16_t* const* rows, const int32_t* kernel, int32_t kernelSize, int16_t* out,
                 ptrdiff_t count) {
-  constexpr int vectors = slack / 16;
+  constexpr ptrdiff_t vectors = slack / 16;
   const int32_t centre = kernelSize / 2;
   for (ptrdiff_t x = 0; x < count; x += slack) {
-    const auto rowSum = [=](int32_t j, int i) {
+    const auto rowSum = [=](int32_t j, ptrdiff_t i) {
       const ptrdiff_t offset = x + 16 * i;
       const auto row = load<S16x16>(rows[j] + offset);
       return reinterpret_cast<__m256i>(
           j == centre ? row : row + load<S16x16>(rows[kernelSize - 1 - j] + offset));
     };
     __m256i low[vectors], high[vectors];
-    for (int i = 0; i < vectors; ++i) low[i] = high[i] = _mm256_set1_epi32(16384);
+    for (ptrdiff_t i = 0; i < vectors; ++i) low[i] = high[i] = _mm256_set1_epi32(16384);
     for (int32_t j = 0; j <= centre; j += 2) {
       const bool isPair = j < centre;
       const int32_t second = isPair ? kernel[j + 1] : 0;
       const __m256i entries = _mm256_set1_epi32((kernel[j] & 0xFFFF) | second * 0x10000);
-      for (int i = 0; i < vectors; ++i) {
+      for (ptrdiff_t i = 0; i < vectors; ++i) {
         const __m256i a = rowSum(j, i), b = isPair ? rowSum(j + 1, i) : _mm256_setzero_si256();
         low[i] = _mm256_add_epi32(low[i], _mm256_madd_epi16(_mm256_unpacklo_epi16(a, b), entries));
         high[i] =
             _mm256_add_epi32(high[i], _mm256_madd_epi16(_mm256_unpackhi_epi16(a, b), entries));
       }
     }
-    for (int i = 0; i < vectors; ++i) {
+    for (ptrdiff_t i = 0; i < vectors; ++i) {
       store(out + x + 16 * i,
             _mm256_packs_epi32(_mm256_srai_epi32(low[i], 15), _mm256_srai_epi32(high[i], 15)));
     }
@@ -251,18 +235,6 @@ struct Columns {
 };
 
 #if NUV_AVX2
-// Eight cells, of 16 bits the cell behind each with it.
-inline S32x8 gatherEight(const int16_t* cells, __m256i index) {
-  const auto* const from = reinterpret_cast<const int*>(cells);
-  return reinterpret_cast<S32x8>(_mm256_i32gather_epi32(from, index, sizeof(int16_t)));
-}
-inline S32x8 gatherEight(const int32_t* cells, __m256i index) {
-  return reinterpret_cast<S32x8>(_mm256_i32gather_epi32(cells, index, sizeof(int32_t)));
-}
-inline F32x8 gatherEight(const float* cells, __m256i index) {
-  return _mm256_i32gather_ps(cells, index, sizeof(float));
-}
-
 inline F32x8 between(F32x8 a, F32x8 b, F32x8 fraction) {
   return fused(1 - fraction, a, fraction * b);
 }
@@ -273,16 +245,21 @@ inline S32x8 between(S32x8 a, S32x8 b, F32x8 fraction) {
 }
 
 template <int channels, class WorkCell>
-auto readEight(const WorkCell* work, const int32_t* index, const float* fraction) {
-  const auto indices = load<__m256i>(index);
-  auto a = gatherEight(work, indices);
-  auto b = a;
-  if constexpr (std::is_same_v<WorkCell, int16_t>) {
-    b = channels == 1 ? a >> 16 : (gatherEight(work + channels, indices) << 16) >> 16;
-    a = (a << 16) >> 16;
-  } else {
-    b = gatherEight(work + channels, indices);
-  }
+Lanes<WorkCell> readEight(const WorkCell* work, const int32_t* index, const float* fraction) {
+  return between(gatherLanes(work, index), gatherLanes(work + channels, index),
+                 load<F32x8>(fraction));
+}
+// Of 16 bits, two cells are gathered at once.
+template <int channels>
+S32x8 readEight(const int16_t* work, const int32_t* index, const float* fraction) {
+  const auto gather = [=](const int16_t* cells) {
+    const auto* const pairs = reinterpret_cast<const int*>(cells);
+    return reinterpret_cast<S32x8>(
+        _mm256_i32gather_epi32(pairs, load<__m256i>(index), sizeof(int16_t)));
+  };
+  const S32x8 pairs = gather(work);
+  const S32x8 a = (pairs << 16) >> 16;
+  const S32x8 b = channels == 1 ? pairs >> 16 : (gather(work + channels) << 16) >> 16;
   return between(a, b, load<F32x8>(fraction));
 }
 #endif

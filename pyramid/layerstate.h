@@ -2,7 +2,6 @@
 // making one.
 #pragma once
 
-#include <cmath>
 #include <type_traits>
 
 #include "nuvcv/types.h"
@@ -14,12 +13,6 @@ template <class T>
 using GivenEntry = std::conditional_t<std::is_same_v<T, float>, float, int16_t>;
 template <class T>
 using KernelEntry = std::conditional_t<std::is_same_v<T, float>, float, int32_t>;
-
-// Shifts round down. A double holds a whole number, too.
-inline int32_t shifted(int32_t value, int32_t bits) { return value >> bits; }
-inline double shifted(double value, int32_t bits) {
-  return std::floor(value / static_cast<double>(1 << bits));
-}
 
 // The only mode there is: linear interpolation between the positions of a layer.
 constexpr int32_t linearMode = 2;

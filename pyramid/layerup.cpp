@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "core/check.h"
@@ -20,6 +21,7 @@
 #include "core/scratch.h"
 #include "filter/pipeline/border.h"
 #include "nuvcv/pyramid.h"
+#include "pyramid/lanes.h"
 #include "pyramid/layerstate.h"
 #include "pyramid/rates.h"
 
@@ -27,8 +29,8 @@ namespace nuv {
 namespace {
 
 constexpr size_t rowAlignment = 64;
-// Accumulators that stay in the first cache.
-constexpr ptrdiff_t blockLength = 512;
+// Row kernels step by up to as many elements; rows of work memory have room for whole steps.
+constexpr ptrdiff_t largestStep = 32;
 
 // Weights of the integer images have 15 fraction bits.
 constexpr int32_t unitWeight = 1 << 15;
@@ -131,20 +133,22 @@ struct Direction {
       : taps(taps_),
         channels(channels_),
         count(ptrdiff_t{results} * channels_),
-        first(memory.take<int32_t>(count, rowAlignment)),
-        weights(memory.take<W>(count * taps_, rowAlignment)) {}
+        stride(alignUp(count, largestStep)),
+        first(memory.take<int32_t>(stride, rowAlignment)),
+        weights(memory.take<W>(stride * taps_, rowAlignment)) {}
 
   template <class Entry>
   void fill(ResultWeights<Entry>&& result) {
     for (ptrdiff_t i = 0; i < count; i += channels) {
       const int32_t pixel = result.place(static_cast<int32_t>(i / channels));
-      for (int32_t t = 0; t < taps; ++t) round(result.weight(t), weights + t * count + i);
+      for (int32_t t = 0; t < taps; ++t) round(result.weight(t), weights + t * stride + i);
       if constexpr (std::is_integral_v<W>) completeSum(i);
       for (int32_t c = 0; c < channels; ++c) {
         first[i + c] = pixel * channels + c;
-        for (int32_t t = 0; t < taps; ++t) weights[t * count + i + c] = weights[t * count + i];
+        for (int32_t t = 0; t < taps; ++t) weights[t * stride + i + c] = weights[t * stride + i];
       }
     }
+    std::fill(first + count, first + stride, 0);
   }
 
   // Rounded weights, too, have to add up to one: the largest takes the rest.
@@ -152,7 +156,7 @@ struct Direction {
     W rest = unitWeight;
     W* largest = weights + i;
     for (int32_t t = 0; t < taps; ++t) {
-      W* const weight = weights + t * count + i;
+      W* const weight = weights + t * stride + i;
       rest -= *weight;
       if (std::abs(*weight) > std::abs(*largest)) largest = weight;
     }
@@ -165,7 +169,7 @@ struct Direction {
     for (ptrdiff_t i = 0; i < count; ++i) {
       double size = 0;
       for (int32_t t = 0; t < taps; ++t)
-        size += std::abs(static_cast<double>(weights[t * count + i]));
+        size += std::abs(static_cast<double>(weights[t * stride + i]));
       most = std::max(most, size);
     }
     return most / unitWeight;
@@ -174,6 +178,7 @@ struct Direction {
   int32_t taps;
   int32_t channels;
   ptrdiff_t count;
+  ptrdiff_t stride;  // from the weights of a tap to those of the next
   int32_t* first;
   W* weights;
 };
@@ -183,9 +188,32 @@ struct Direction {
 // bits if the weights allow it, others are exact in a double. For floats there are no shifts: fused
 // sums, from the first tap to the last.
 
-inline void storeAcross(int32_t sum, int32_t* out) { *out = shifted(sum, 8); }
-inline void storeAcross(double sum, double* out) { *out = shifted(sum, 8); }
-inline void storeAcross(float sum, float* out) { *out = sum; }
+template <class V>
+inline void add(V& sum, V weight, V value) {
+  sum += weight * value;
+}
+inline void add(F32x8& sum, F32x8 weight, F32x8 value) { sum = fused(weight, value, sum); }
+
+template <class Sum, class W>
+void expandAcross(const Sum* src, const Direction<W>& columns, Sum* out) {
+  constexpr ptrdiff_t vectors = 2, lanes = laneCount<Sum>;
+  static_assert(vectors * lanes <= largestStep);
+  for (ptrdiff_t x = 0; x < columns.count; x += vectors * lanes) {
+    Lanes<Sum> sums[vectors] = {};
+    for (int32_t t = 0; t < columns.taps; ++t) {
+      const W* const weights = columns.weights + t * columns.stride + x;
+      const Sum* const tap = src + ptrdiff_t{t} * columns.channels;
+      for (ptrdiff_t i = 0; i < vectors; ++i) {
+        add(sums[i], loadLanes<Sum>(weights + i * lanes),
+            gatherLanes(tap, columns.first + x + i * lanes));
+      }
+    }
+    for (ptrdiff_t i = 0; i < vectors; ++i) {
+      if constexpr (!std::is_same_v<Sum, float>) sums[i] = shifted(sums[i], 8);
+      store(out + x + i * lanes, sums[i]);
+    }
+  }
+}
 
 template <class Sum, class T>
 inline void storePixel(Sum sum, T* pixel) {
@@ -194,45 +222,32 @@ inline void storePixel(Sum sum, T* pixel) {
 }
 inline void storePixel(float sum, float* pixel) { *pixel = sum; }
 
-template <class Sum>
-inline void add(Sum& sum, Sum weight, Sum value) {
-  sum += weight * value;
-}
-inline void add(float& sum, float weight, float value) { sum = fused(weight, value, sum); }
-
-template <class Sum, class W>
-void expandAcross(const Sum* src, const Direction<W>& columns, Sum* out) {
-  Sum sums[blockLength];
-  for (ptrdiff_t x = 0; x < columns.count; x += blockLength) {
-    const ptrdiff_t length = std::min(blockLength, columns.count - x);
-    const int32_t* const first = columns.first + x;
-    for (ptrdiff_t i = 0; i < length; ++i) sums[i] = 0;
-    for (int32_t t = 0; t < columns.taps; ++t) {
-      const W* const weights = columns.weights + t * columns.count + x;
-      const Sum* const tap = src + ptrdiff_t{t} * columns.channels;
-      for (ptrdiff_t i = 0; i < length; ++i) {
-        add(sums[i], static_cast<Sum>(weights[i]), tap[first[i]]);
-      }
-    }
-    for (ptrdiff_t i = 0; i < length; ++i) storeAcross(sums[i], out + x + i);
-  }
-}
-
 // One row of the result, from the rows of its taps; a row without a weight is null.
 template <class Sum, class W, class T>
 void expandDown(const Sum* const* rows, const Direction<W>& lines, int32_t y, T* out,
                 ptrdiff_t count) {
-  Sum sums[blockLength];
-  for (ptrdiff_t x = 0; x < count; x += blockLength) {
-    const ptrdiff_t length = std::min(blockLength, count - x);
-    for (ptrdiff_t i = 0; i < length; ++i) sums[i] = 0;
+  constexpr ptrdiff_t vectors = 4, lanes = laneCount<Sum>;
+  static_assert(vectors * lanes <= largestStep);
+  for (ptrdiff_t x = 0; x < count; x += vectors * lanes) {
+    Lanes<Sum> sums[vectors] = {};
     for (int32_t t = 0; t < lines.taps; ++t) {
       if (rows[t] == nullptr) continue;
-      const auto weight = static_cast<Sum>(lines.weights[t * lines.count + y]);
-      const Sum* const row = rows[t] + x;
-      for (ptrdiff_t i = 0; i < length; ++i) add(sums[i], weight, row[i]);
+      const auto weight =
+          broadcast<Lanes<Sum>>(static_cast<Sum>(lines.weights[t * lines.stride + y]));
+      for (ptrdiff_t i = 0; i < vectors; ++i) {
+        add(sums[i], weight, load<Lanes<Sum>>(rows[t] + x + i * lanes));
+      }
     }
-    for (ptrdiff_t i = 0; i < length; ++i) storePixel(sums[i], out + x + i);
+    Sum stored[vectors * lanes];
+    T pixels[vectors * lanes];
+    for (ptrdiff_t i = 0; i < vectors; ++i) store(stored + i * lanes, sums[i]);
+    for (ptrdiff_t i = 0; i < vectors * lanes; ++i) storePixel(stored[i], pixels + i);
+    const ptrdiff_t used = std::min(vectors * lanes, count - x);
+    if (used == vectors * lanes) {
+      std::memcpy(out + x, pixels, sizeof pixels);
+    } else {
+      std::memcpy(out + x, pixels, static_cast<size_t>(used) * sizeof(T));
+    }
   }
 }
 
@@ -254,7 +269,7 @@ struct Work {
         held(memory.take<int32_t>(ringRows())),
         pixels(memory.take<T>(extendedPixels(srcSize.width) * channels, rowAlignment)),
         extended(memory.take<LargestSum>(extendedPixels(srcSize.width) * channels, rowAlignment)),
-        ring(memory.take<LargestSum>(columns.count * ringRows(), rowAlignment)) {}
+        ring(memory.take<LargestSum>(columns.stride * ringRows(), rowAlignment)) {}
 
   int64_t extendedPixels(int32_t width) const { return int64_t{width} + 2 * margin; }
   // The source rows of one result, reflected ones among them, lie this close together.
@@ -284,7 +299,7 @@ void expand(const Work<T, channels>& work, Image<const T> src, NuviSize srcSize,
 
   const auto rowAcross = [&](int32_t y) {
     const int32_t slot = y % work.ringRows();
-    Sum* const out = ring + slot * work.columns.count;
+    Sum* const out = ring + slot * work.columns.stride;
     if (work.held[slot] != y) {
       work.held[slot] = y;
       extendRow<channels, T>(src.row(y), srcSize.width, nuvBorderMirror, nullptr, -margin,
@@ -298,7 +313,7 @@ void expand(const Work<T, channels>& work, Image<const T> src, NuviSize srcSize,
     for (int32_t t = 0; t < work.taps; ++t) {
       const int64_t position =
           borderPosition(nuvBorderMirror, int64_t{work.lines.first[y]} + t, srcSize.height);
-      const bool counts = work.lines.weights[t * work.lines.count + y] != 0;
+      const bool counts = work.lines.weights[t * work.lines.stride + y] != 0;
       rows[t] = counts ? rowAcross(static_cast<int32_t>(position)) : nullptr;
     }
     expandDown(rows, work.lines, y, dst.row(y), work.columns.count);
