@@ -58,8 +58,9 @@ void smoothAcross(const T* src, const ptrdiff_t* taps, const Entry* kernel, int3
     for (int32_t j = 0; j < kernelSize; ++j) {
       const T* const tap = src + taps[j] + x;
       const auto entry = broadcast<Lanes<Sum>>(static_cast<Sum>(kernel[j]));
-      for (ptrdiff_t i = 0; i < vectors; ++i)
+      for (ptrdiff_t i = 0; i < vectors; ++i) {
         addAcross(sums[i], entry, loadLanes<Sum>(tap + i * lanes));
+      }
     }
     for (ptrdiff_t i = 0; i < vectors; ++i) {
       store(out + x + i * lanes, convert<Vector<Across, lanes>>(sums[i]));
@@ -68,7 +69,7 @@ void smoothAcross(const T* src, const ptrdiff_t* taps, const Entry* kernel, int3
 }
 
 #if NUV_AVX2
-// Twice an entry fits 16 bits: (pixel << 7) * (entry << 1), >> 16, is one instruction.
+// Twice an entry fits 16 bits: (pixel << 7) * (2 * entry), >> 16, is one instruction.
 void smoothAcross(const uint8_t* src, const ptrdiff_t* taps, const int32_t* kernel,
                   int32_t kernelSize, int16_t* out, ptrdiff_t count) {
   constexpr ptrdiff_t vectors = slack / 16;
@@ -76,7 +77,7 @@ void smoothAcross(const uint8_t* src, const ptrdiff_t* taps, const int32_t* kern
     S16x16 sums[vectors] = {};
     for (int32_t j = 0; j < kernelSize; ++j) {
       const uint8_t* const tap = src + taps[j] + x;
-      const __m256i entry = _mm256_set1_epi16(static_cast<int16_t>(kernel[j] << 1));
+      const __m256i entry = _mm256_set1_epi16(static_cast<int16_t>(2 * kernel[j]));
       for (ptrdiff_t i = 0; i < vectors; ++i) {
         const S16x16 pixels = loadWidened(tap + 16 * i) << 7;
         sums[i] +=
@@ -604,10 +605,9 @@ NuvStatus initLayerDown(NuviPyramidLayerState** ppState, NuviSize srcSize, float
   const NuvStatus refused = checkLayerState(ppState, srcSize, rate, pKernel, kernelSize, mode);
   if (refused != nuvStatusOk) return refused;
 
-  int32_t sizeCount = 1;
-  for (NuviSize size = srcSize; !isApex(size); size = sizeBelow(size, rate)) ++sizeCount;
   // Rows of that many sums would pass any block, and the sizes computed below.
   if (int64_t{srcSize.width} * kernelSize > INT32_MAX) return nuvStatusNoMemory;
+  const int32_t sizeCount = 1 + layersBelow(srcSize, rate, INT32_MAX - 1);
   const int32_t threads = std::max(ownThreadCount(), 1);
   const int64_t threadBytes = bytesOf<Rows<T, channels, LargestSum>>(srcSize.width, kernelSize);
   const int64_t workBytes =

@@ -4,10 +4,10 @@
 // P. J. Burt and E. H. Adelson ("The Laplacian pyramid as a compact image code", 1983) for any
 // rate.
 //
-// The weights of a result add up to one, and their centre of gravity lies at the result: at a rate
-// of no whole number the pixels around it are not balanced, and a first-order correction restores
-// what the plain weights would do to a slope. Where the kernel reaches fewer than two pixels, the
-// result is interpolated linearly.
+// The weights of a result add up to one, so that a flat picture stays flat, and their centre of
+// gravity lies at the result, so that a slope stays a slope: where the pixels around it are not
+// balanced, as at most rates, the weights are corrected to first order. Where the kernel meets a
+// single pixel, the result is interpolated linearly.
 
 #include <algorithm>
 #include <cmath>
@@ -88,8 +88,8 @@ class ResultWeights {
     return (1 - fraction) * tap(whole) + fraction * tap(whole + 1);
   }
 
-  // Weights w * (a + b * distance) of sum one and first moment zero. False if there are none, since
-  // the kernel meets a single pixel, or nearly cancels out.
+  // Weights w * (a + b * distance) of sum one and first moment zero. False if there are none, or
+  // only excessive ones, since the kernel meets a single pixel or its entries nearly cancel out.
   bool balance(int32_t first, int32_t position) {
     double sum = 0, moment = 0, spread = 0, size = 0, sizeSpread = 0;
     for (int32_t i = 0; i < taps_; ++i) {
@@ -148,7 +148,11 @@ struct Direction {
         for (int32_t t = 0; t < taps; ++t) weights[t * stride + i + c] = weights[t * stride + i];
       }
     }
-    std::fill(first + count, first + stride, 0);
+    // Steps over whole vectors pass the last element.
+    std::fill(first + count, first + stride, first[count - 1]);
+    for (int32_t t = 0; t < taps; ++t) {
+      std::fill(weights + t * stride + count, weights + (t + 1) * stride, W{0});
+    }
   }
 
   // Rounded weights, too, have to add up to one: the largest takes the rest.
@@ -168,8 +172,9 @@ struct Direction {
     double most = 0;
     for (ptrdiff_t i = 0; i < count; ++i) {
       double size = 0;
-      for (int32_t t = 0; t < taps; ++t)
+      for (int32_t t = 0; t < taps; ++t) {
         size += std::abs(static_cast<double>(weights[t * stride + i]));
+      }
       most = std::max(most, size);
     }
     return most / unitWeight;
@@ -196,7 +201,7 @@ inline void add(F32x8& sum, F32x8 weight, F32x8 value) { sum = fused(weight, val
 
 template <class Sum, class W>
 void expandAcross(const Sum* src, const Direction<W>& columns, Sum* out) {
-  constexpr ptrdiff_t vectors = 2, lanes = laneCount<Sum>;
+  constexpr ptrdiff_t vectors = 4, lanes = laneCount<Sum>;
   static_assert(vectors * lanes <= largestStep);
   for (ptrdiff_t x = 0; x < columns.count; x += vectors * lanes) {
     Lanes<Sum> sums[vectors] = {};

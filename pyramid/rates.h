@@ -18,7 +18,8 @@ LengthRange lengthsAbove(int32_t length, float rate);
 // The size one layer down: the one whose range going up contains `size`.
 NuviSize sizeBelow(NuviSize size, float rate);
 
-// A pyramid ends with the first layer of a single pixel.
-inline bool isApex(NuviSize size) { return size.width < 2 && size.height < 2; }
+// The layers that follow `baseSize` going down, to the first one of a single pixel; `most` if there
+// are more.
+int32_t layersBelow(NuviSize baseSize, float rate, int32_t most);
 
 }  // namespace nuv

@@ -39,15 +39,6 @@ int32_t lengthBelow(int32_t length, float rate) {
 
 int64_t recordBytes(int32_t level) { return int64_t{44} * level + 112; }
 
-// The steps from `baseSize` down to a single pixel, or `most` if there are more.
-int32_t stepsToApex(NuviSize baseSize, float rate, int32_t most) {
-  int32_t steps = 0;
-  for (NuviSize size = baseSize; steps < most && !isApex(size); ++steps) {
-    size = sizeBelow(size, rate);
-  }
-  return steps;
-}
-
 NuvStatus initPyramid(NuviPyramid** ppPyramid, int32_t level, NuviSize baseSize, float rate) {
   const NuvStatus status = Check()
                                .pointers(ppPyramid)
@@ -56,7 +47,7 @@ NuvStatus initPyramid(NuviPyramid** ppPyramid, int32_t level, NuviSize baseSize,
                                .status();
   if (status != nuvStatusOk) return status;
 
-  const int32_t coarsest = stepsToApex(baseSize, rate, level);
+  const int32_t coarsest = layersBelow(baseSize, rate, level);
   const int64_t bytes = recordBytes(coarsest);
   uint8_t* const block = allocate<uint8_t>(bytes);
   if (block == nullptr) return nuvStatusNoMemory;
@@ -94,6 +85,16 @@ LengthRange lengthsAbove(int32_t length, float rate) {
 
 NuviSize sizeBelow(NuviSize size, float rate) {
   return {lengthBelow(size.width, rate), lengthBelow(size.height, rate)};
+}
+
+int32_t layersBelow(NuviSize baseSize, float rate, int32_t most) {
+  int32_t layers = 0;
+  NuviSize size = baseSize;
+  while (layers < most && (size.width > 1 || size.height > 1)) {
+    size = sizeBelow(size, rate);
+    ++layers;
+  }
+  return layers;
 }
 
 }  // namespace nuv
