@@ -15,7 +15,290 @@ extern "C" {
 
 // -------- Gaussian steps ends
 
-// ANCHOR layers
+/**
+ * @name Pyramid record
+ *
+ * The sizes and scales of the layers of an image pyramid. The library allocates the record and
+ * never the images: the caller hangs them into `images` and `steps`, which start cleared.
+ *
+ * `sizes[0]` is the base and each size after it is what nuviGetPyramidDownROI() makes of the one
+ * before. `rates[0]` is 1.0 and `rates[i + 1]` is `rates[i]` times 1.0 / rate. The record has
+ * `level` + 1 layers, or fewer where the base reaches a single pixel before that; its field `level`
+ * tells the coarsest one. A base of a single pixel has no layer below it.
+ *
+ * @param ppPyramid receives the record
+ * @param level layers wanted above the base, at least 1
+ * @param baseSize size of the base image in pixels
+ * @param rate scale from a layer to the next, above 1.0 and at most 10.0
+ * @param pPyramid a record from nuviPyramidInitAlloc(); its images stay the caller's
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null pointer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadArgument a rate outside its range, a `level` less than 1
+ * - #nuvStatusNoMemory no memory for the record, 44 * level + 112 bytes
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyramidInitAlloc(NuviPyramid** ppPyramid, int32_t level, NuviSize baseSize,
+                                         float rate);
+NUVCV_API NuvStatus nuviPyramidFree(NuviPyramid* pPyramid);
+/** @} */
+
+/**
+ * @name Sizes of neighbouring layers
+ *
+ * Going up, a length n can grow to any length from `min` to `max`, where products are formed in
+ * single precision and truncated:
+ *
+ *     min = n == 1 ? 1 : max(n + 1, trunc((n - 1) * rate) + 1)
+ *     max = max(n + 1, trunc(n * rate))
+ *
+ * Going down, a length shrinks to the one whose range going up contains it. Width and height follow
+ * the same rule. A length that would pass 2^31 - 1 is told as 2^31 - 1.
+ *
+ * @param srcSize size of the layer to start from, in pixels
+ * @param pDstSize receives the size of the layer below it
+ * @param pMinSize receives the smallest size of the layer above it
+ * @param pMaxSize receives the largest size of the layer above it
+ * @param rate scale between the layers, above 1.0 and at most 10.0
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null result pointer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadArgument a rate outside its range
+ * @{
+ */
+NUVCV_API NuvStatus nuviGetPyramidDownROI(NuviSize srcSize, NuviSize* pDstSize, float rate);
+NUVCV_API NuvStatus nuviGetPyramidUpROI(NuviSize srcSize, NuviSize* pMinSize, NuviSize* pMaxSize,
+                                        float rate);
+/** @} */
+
+/**
+ * @name State of a pyramid layer step down
+ *
+ * A state serves every layer of a pyramid with one rate. It lists all sizes that `srcSize` comes to
+ * going down, and holds the work memory, so that it serves one call at a time. Release it with the
+ * Free function of the same element and channels.
+ *
+ * The kernel is symmetric: the entries behind its centre are taken from those before it. The
+ * entries are divided by the sum of the whole kernel. Integers become (entry << 14) / sum,
+ * truncated, >> 1: 13 fraction bits. They stay as they are if the sum is 0, in `32f` if its
+ * magnitude is at most 1.1754944e-38.
+ *
+ * @param ppState receives the state
+ * @param srcSize size of the largest source in pixels
+ * @param rate scale between the layers, above 1.0 and at most 10.0
+ * @param pKernel the smoothing kernel of both directions
+ * @param kernelSize its entries, odd and at least 3
+ * @param mode 2, linear interpolation
+ * @param pState a state, to be released
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null result, kernel or state
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadArgument a `mode` other than 2
+ * - #nuvStatusBadArgument a rate outside its range, a kernel size below 3 or even
+ * - #nuvStatusNoMemory no memory for the state
+ * - #nuvStatusKernelAsymmetric a warning: the given kernel was not symmetric; the state is valid
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyramidLayerDownInitAlloc_8u_C1R(NuviPyramidLayerState** ppState,
+                                                         NuviSize srcSize, float rate,
+                                                         const int16_t* pKernel, int32_t kernelSize,
+                                                         int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerDownInitAlloc_8u_C3R(NuviPyramidLayerState** ppState,
+                                                         NuviSize srcSize, float rate,
+                                                         const int16_t* pKernel, int32_t kernelSize,
+                                                         int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerDownInitAlloc_16u_C1R(NuviPyramidLayerState** ppState,
+                                                          NuviSize srcSize, float rate,
+                                                          const int16_t* pKernel,
+                                                          int32_t kernelSize, int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerDownInitAlloc_16u_C3R(NuviPyramidLayerState** ppState,
+                                                          NuviSize srcSize, float rate,
+                                                          const int16_t* pKernel,
+                                                          int32_t kernelSize, int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerDownInitAlloc_32f_C1R(NuviPyramidLayerState** ppState,
+                                                          NuviSize srcSize, float rate,
+                                                          const float* pKernel, int32_t kernelSize,
+                                                          int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerDownInitAlloc_32f_C3R(NuviPyramidLayerState** ppState,
+                                                          NuviSize srcSize, float rate,
+                                                          const float* pKernel, int32_t kernelSize,
+                                                          int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerDownFree_8u_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDownFree_8u_C3R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDownFree_16u_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDownFree_16u_C3R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDownFree_32f_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDownFree_32f_C3R(NuviPyramidLayerState* pState);
+/** @} */
+
+/**
+ * @name Pyramid layer down
+ *
+ * Smooths the source with the kernel of the state in both directions and reads it at the distance
+ * of the rate. Channels are independent. Pixels outside the source are its mirror images about the
+ * edge pixels, as often as needed. Every shift rounds down, fused() is rounded once.
+ *
+ * Smoothing, `8u` and `16u`: the sum across is the sum of (pixel * entry) >> 8 over the columns;
+ * the work value is (the sum of entry * sum across over the rows, plus 16384) >> 15, which leaves 3
+ * fraction bits. It is clamped to 16 signed bits in `8u`, to 32 in `16u`. `32f`: fused sums of
+ * entry * pixel, then of entry * sum, from the first tap to the last.
+ *
+ * Reading, at a rate below or above the window from 1.99998 to 2.00002, both excluded: the result x
+ * lies at p = rate * x, in single precision, between the work values at k = trunc(p) and k + 1,
+ * with f = p - k:
+ *
+ *     v = trunc(fused(1 - f, b[k], fused(f, b[k + 1], 0.5)))    8u, 16u
+ *     v = fused(1 - f, b[k], f * b[k + 1])                      32f
+ *
+ * or v = b[k] if there is no k + 1. First all work rows are read so, then their columns. Within the
+ * window the result (x, y) is the work value at (2 * x, 2 * y), or at the last column or row if the
+ * source ends before that. The pixel is (v + 4) >> 3 clamped to its type, in `32f` v itself.
+ *
+ * The result has the size that follows the source's in the state's list, where the source is found
+ * by its height; among listed sizes of the same height one with its width comes first. For a height
+ * that is not listed, it has the size of nuviGetPyramidDownROI().
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param srcSize its size in pixels, not larger than the state's
+ * @param pDst first pixel of the result; its memory must not overlap the source
+ * @param dstStep its row step in bytes
+ * @param dstSize its size in pixels
+ * @param pState a state for the same element and channels
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or state
+ * - #nuvStatusBadSize a source width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument the state's rate is outside its range
+ * - #nuvStatusBadSize another `dstSize` than the source's successor, or a source larger than the
+ *   state's
+ *
+ * Bands of result rows are cut over the threads if the caller itself runs in a parallel region of
+ * more than one thread, the source has at least 0x4000 pixels and the kernel's height in rows, plus
+ * 2, for each thread of it, and there is more than one core. The result does not depend on the cut.
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyramidLayerDown_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                NuviSize srcSize, uint8_t* pDst, int32_t dstStep,
+                                                NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDown_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                NuviSize srcSize, uint8_t* pDst, int32_t dstStep,
+                                                NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDown_16u_C1R(const uint16_t* pSrc, int32_t srcStep,
+                                                 NuviSize srcSize, uint16_t* pDst, int32_t dstStep,
+                                                 NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDown_16u_C3R(const uint16_t* pSrc, int32_t srcStep,
+                                                 NuviSize srcSize, uint16_t* pDst, int32_t dstStep,
+                                                 NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDown_32f_C1R(const float* pSrc, int32_t srcStep,
+                                                 NuviSize srcSize, float* pDst, int32_t dstStep,
+                                                 NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerDown_32f_C3R(const float* pSrc, int32_t srcStep,
+                                                 NuviSize srcSize, float* pDst, int32_t dstStep,
+                                                 NuviSize dstSize, NuviPyramidLayerState* pState);
+/** @} */
+
+/**
+ * @name State of a pyramid layer step up
+ *
+ * As the state of a step down, with the same treatment of the kernel, the same checks and statuses.
+ * It serves every layer of a pyramid with one rate. `dstSize`, the size of the largest result in
+ * pixels, is checked and sets no limit: each step up allocates its own work memory.
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_8u_C1R(NuviPyramidLayerState** ppState,
+                                                       NuviSize dstSize, float rate,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_8u_C3R(NuviPyramidLayerState** ppState,
+                                                       NuviSize dstSize, float rate,
+                                                       const int16_t* pKernel, int32_t kernelSize,
+                                                       int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_16u_C1R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const int16_t* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_16u_C3R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const int16_t* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_32f_C1R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const float* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_32f_C3R(NuviPyramidLayerState** ppState,
+                                                        NuviSize dstSize, float rate,
+                                                        const float* pKernel, int32_t kernelSize,
+                                                        int32_t mode);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_8u_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_8u_C3R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_16u_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_16u_C3R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_32f_C1R(NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUpFree_32f_C3R(NuviPyramidLayerState* pState);
+/** @} */
+
+/**
+ * @name Pyramid layer up
+ *
+ * Spreads the source over a grid stretched by the rate, where pixel i stands at rate * i, and lays
+ * the kernel over it: a result is the weighted mean of the source pixels that the kernel centred
+ * there meets, the kernel taken linearly between its entries and as 0 beyond them. The weights are
+ * corrected to first order so that their centre of gravity lies at the result; at a rate of 2 they
+ * need no correction. A result for which the kernel meets fewer than two pixels, or weights that
+ * cancel out, is interpolated linearly between its neighbours. So a flat picture stays flat, and
+ * away from the borders a slope stays a slope. Channels are independent. Pixels outside the source
+ * are its mirror images about the edge pixels, as often as needed.
+ *
+ * `8u` and `16u`: weights of 15 fraction bits that add up to 1. The sum of weight * pixel across,
+ * >> 8, then the sum of weight * sum across over the rows, >> 22, clamped to the pixel's type;
+ * shifts round down, sums do not overflow. `32f`: weights in single precision and fused sums, from
+ * the first tap to the last, across, then down.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param srcSize its size in pixels
+ * @param pDst first pixel of the result; its memory must not overlap the source
+ * @param dstStep its row step in bytes
+ * @param dstSize its size in pixels, within what nuviGetPyramidUpROI() allows for the source
+ * @param pState a state for the same element and channels
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or state
+ * - #nuvStatusBadSize a source width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple `16u`, `32f`: a step that is no whole number of elements
+ * - #nuvStatusBadArgument the state's rate is outside its range
+ * - #nuvStatusBadSize a `dstSize` outside its range
+ * - #nuvStatusNoMemory no memory for the work
+ *
+ * One thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyramidLayerUp_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                              NuviSize srcSize, uint8_t* pDst, int32_t dstStep,
+                                              NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                              NuviSize srcSize, uint8_t* pDst, int32_t dstStep,
+                                              NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_16u_C1R(const uint16_t* pSrc, int32_t srcStep,
+                                               NuviSize srcSize, uint16_t* pDst, int32_t dstStep,
+                                               NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_16u_C3R(const uint16_t* pSrc, int32_t srcStep,
+                                               NuviSize srcSize, uint16_t* pDst, int32_t dstStep,
+                                               NuviSize dstSize, NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_32f_C1R(const float* pSrc, int32_t srcStep, NuviSize srcSize,
+                                               float* pDst, int32_t dstStep, NuviSize dstSize,
+                                               NuviPyramidLayerState* pState);
+NUVCV_API NuvStatus nuviPyramidLayerUp_32f_C3R(const float* pSrc, int32_t srcStep, NuviSize srcSize,
+                                               float* pDst, int32_t dstStep, NuviSize dstSize,
+                                               NuviPyramidLayerState* pState);
+/** @} */
 
 // -------- layers ends
 
