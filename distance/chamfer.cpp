@@ -67,46 +67,91 @@ class Passes {
   // Rows top down, left to right. A pixel of the source is read before its distance is written, so
   // both may be one image.
   void forward(Image<const uint8_t> src) const {
-    for (int32_t y = 0; y < size_.height; ++y) {
-      T carry = limit<T>;
-      for (int32_t x = 0; x < size_.width; x += blockSize) {
-        const int32_t count = std::min(blockSize, size_.width - x);
-        T block[blockSize];
-        std::fill(block, block + count, limit<T>);
-        askRows<-1>(y, x, count, block);
-        const uint8_t* const source = src.row(y) + x;
-        for (int32_t i = 0; i < count; ++i) block[i] = source[i] == 0 ? T{0} : block[i];
-        carry = spread<1>(block, count, carry);
-        std::copy(block, block + count, dst_.row(y) + x);
-      }
-    }
+    pass<1>([&](int32_t x, int32_t y, int32_t count, T* block) {
+      const uint8_t* const source = src.row(y) + x;
+      for (int32_t i = 0; i < count; ++i) block[i] = source[i] == 0 ? T{0} : block[i];
+    });
   }
 
   // Rows bottom up, right to left. Only a distance above that of a direct neighbour of a zero can
   // still fall.
   void backward() const {
-    for (int32_t y = size_.height - 1; y >= 0; --y) {
-      T carry = limit<T>;
-      for (int32_t end = size_.width; end > 0; end -= blockSize) {
-        const int32_t x = std::max(end - blockSize, 0), count = end - x;
-        T block[blockSize];
-        std::fill(block, block + count, limit<T>);
-        askRows<1>(y, x, count, block);
-        T* const distances = dst_.row(y) + x;
-        for (int32_t i = 0; i < count; ++i) {
-          const T lower = std::min(block[i], distances[i]);
-          block[i] = distances[i] > a_ ? lower : distances[i];
-        }
-        carry = spread<-1>(block, count, carry);
-        std::copy(block, block + count, distances);
+    pass<-1>([&](int32_t x, int32_t y, int32_t count, T* block) {
+      const T* const distances = dst_.row(y) + x;
+      for (int32_t i = 0; i < count; ++i) {
+        const T lower = std::min(block[i], distances[i]);
+        block[i] = distances[i] > a_ ? lower : distances[i];
       }
-    }
+    });
   }
 
  private:
   static constexpr int32_t blockSize = 128;
+  static constexpr int32_t rowsAtOnce = std::is_integral_v<T> ? 1 : 4;
   static constexpr int32_t lanes = 16 / static_cast<int32_t>(sizeof(T));
   static constexpr int32_t moveCount = moves == direct ? 1 : moves == diagonal ? 3 : 7;
+
+  // Pixels of a row that are settled together.
+  struct Block {
+    int32_t x = 0, y = 0, count = 0;
+    T distances[blockSize];
+  };
+
+  // All rows in blocks, in the direction of the pass: what the rows before give, `settle`, then
+  // what the pixels before give. Floats wait for each sum along a row, so several rows go side by
+  // side, each two blocks behind the one before.
+  template <int32_t direction, class Settle>
+  void pass(Settle&& settle) const {
+    const int32_t blocks = (size_.width + blockSize - 1) / blockSize;
+    for (int32_t firstRow = 0; firstRow < size_.height; firstRow += rowsAtOnce) {
+      Block row[rowsAtOnce];
+      T carry[rowsAtOnce];
+      std::fill(carry, carry + rowsAtOnce, limit<T>);
+      for (int32_t turn = 0; turn < blocks + 2 * (rowsAtOnce - 1); ++turn) {
+        for (int32_t r = 0; r < rowsAtOnce; ++r) {
+          Block& block = row[r];
+          const int32_t index = turn - 2 * r, y = firstRow + r;
+          block.count = 0;
+          if (index < 0 || index >= blocks || y >= size_.height) continue;
+          const int32_t before = index * blockSize;
+          block.count = std::min(blockSize, size_.width - before);
+          block.x = direction > 0 ? before : size_.width - before - block.count;
+          block.y = direction > 0 ? y : size_.height - 1 - y;
+          std::fill(block.distances, block.distances + block.count, limit<T>);
+          askRows<-direction>(block.y, block.x, block.count, block.distances);
+          settle(block.x, block.y, block.count, block.distances);
+        }
+        if constexpr (rowsAtOnce == 1) {
+          carry[0] = spread<direction>(row[0].distances, row[0].count, carry[0]);
+        } else {
+          spreadRows<direction>(row, carry);
+        }
+        for (const Block& block : row) {
+          std::copy(block.distances, block.distances + block.count, dst_.row(block.y) + block.x);
+        }
+      }
+    }
+  }
+
+  // Along all rows at once, as far as all of them reach; then along each.
+  template <int32_t direction>
+  void spreadRows(Block* row, T* carry) const {
+    int32_t common = blockSize;
+    for (int32_t r = 0; r < rowsAtOnce; ++r) common = std::min(common, row[r].count);
+    const auto at = [&](int32_t r, int32_t i) -> T& {
+      return row[r].distances[direction > 0 ? i : row[r].count - 1 - i];
+    };
+    for (int32_t i = 0; i < common; ++i) {
+#pragma GCC unroll 8
+      for (int32_t r = 0; r < rowsAtOnce; ++r) {
+        carry[r] = at(r, i) = std::min(at(r, i), carry[r] + a_);
+      }
+    }
+    for (int32_t r = 0; r < rowsAtOnce; ++r) {
+      const int32_t left = row[r].count - common;
+      carry[r] = spread<direction>(row[r].distances + (direction > 0 ? common : 0), left, carry[r]);
+    }
+  }
 
   // Lowers the distances of `count` pixels from x on to what the moves to the rows above (-1) or
   // below (1) give. Neighbours outside the image are left out.
