@@ -39,6 +39,17 @@ const bool registered = [] {
                                 {5, 7, 11});
   addChamfer<float, float>("distance/chamfer5_8u32f", nuviDistanceTransform_5x5_8u32f_C1R,
                            {1.0f, 1.4f, 2.1969f});
+  bench::add("distance/exact", [](benchmark::State& state, int threads) {
+    const auto src = sparseZeros();
+    std::vector<float> dst(src.size());
+    int32_t bytes = 0;
+    nuviTrueDistanceTransformGetBufferSize_8u32f_C1R(fullHd, &bytes);
+    std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
+    bench::run(state, threads, [&] {
+      return nuviTrueDistanceTransform_8u32f_C1R(src.data(), 1920, dst.data(), 1920 * 4, fullHd,
+                                                 buffer.data());
+    });
+  });
   return true;
 }();
 

@@ -92,9 +92,39 @@ NUVCV_API NuvStatus nuviGetDistanceTransformMask_32f(int32_t kernelSize, int32_t
 NUVCV_API NuvStatus nuviGetDistanceTransformMask(int32_t maskType, float* pMetrics);
 /** @} */
 
-// ANCHOR exact distance
-
-// -------- exact distance ends
+/**
+ * @name Exact Euclidean distance
+ *
+ * For each pixel the Euclidean distance to the nearest zero pixel, from squared distances along the
+ * columns and the lower envelope of their parabolas along the rows (P. F. Felzenszwalb and D. P.
+ * Huttenlocher, "Distance transforms of sampled functions", 2004), in single precision. An image
+ * without zeros has the square root of 3.4028235e38 everywhere.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the distances
+ * @param dstStep its row step in bytes
+ * @param roiSize the images in pixels
+ * @param pBuffer scratch of the size that nuviTrueDistanceTransformGetBufferSize_8u32f_C1R()
+ * reports under the present thread count, at any address
+ * @param pSize the size that is written, in bytes: for each thread 24 times the longer side,
+ * rounded up to a multiple of 4, plus 56
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null argument
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple a `dstStep` that is no multiple of 4
+ *
+ * Spreads columns and rows over threads; the result is the same with any number of them.
+ * @{
+ */
+NUVCV_API NuvStatus nuviTrueDistanceTransformGetBufferSize_8u32f_C1R(NuviSize roiSize,
+                                                                     int32_t* pSize);
+NUVCV_API NuvStatus nuviTrueDistanceTransform_8u32f_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                        float* pDst, int32_t dstStep,
+                                                        NuviSize roiSize, uint8_t* pBuffer);
+/** @} */
 
 // ANCHOR fast marching
 
