@@ -50,6 +50,22 @@ const bool registered = [] {
                                                  buffer.data());
     });
   });
+  bench::add("distance/fastMarching", [](benchmark::State& state, int threads) {
+    // 35 strokes of 10 x 100 pixels.
+    std::vector<uint8_t> mask(bench::fullHdPixels);
+    for (size_t i = 0; i < 35000; ++i) {
+      const size_t stroke = i / 1000, x = 100 + stroke % 7 * 250, y = 80 + stroke / 7 * 200;
+      mask[(y + i % 1000 / 100) * 1920 + x + i % 100] = 255;
+    }
+    std::vector<float> dst(mask.size());
+    int32_t bytes = 0;
+    nuviFastMarchingGetBufferSize_8u32f_C1R(fullHd, &bytes);
+    std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
+    bench::run(state, threads, [&] {
+      return nuviFastMarching_8u32f_C1R(mask.data(), 1920, dst.data(), 1920 * 4, fullHd, 5.0f,
+                                        buffer.data());
+    });
+  });
   return true;
 }();
 

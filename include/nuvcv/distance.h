@@ -126,9 +126,43 @@ NUVCV_API NuvStatus nuviTrueDistanceTransform_8u32f_C1R(const uint8_t* pSrc, int
                                                         NuviSize roiSize, uint8_t* pBuffer);
 /** @} */
 
-// ANCHOR fast marching
-
-// -------- fast marching ends
+/**
+ * @name Fast marching
+ *
+ * The time at which a front of unit speed that starts at the zero pixels arrives at each pixel: the
+ * solution of the eikonal equation on the pixel grid, in single precision, by sweeps over the
+ * pixels that may still change, until none does (H. Zhao, "A fast sweeping method for eikonal
+ * equations", 2005). Where no front arrives, the value is 999999.
+ *
+ * With a `radius` above 0 the zero pixels hold negative distances to the region: -1e-10 beside it,
+ * further ones down to -(`radius` + 1e-5), and 0 beyond. Otherwise they hold 0.
+ *
+ * @param pSrc first pixel of the source; what is not 0 is the region
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the distances
+ * @param dstStep its row step in bytes
+ * @param roiSize the images in pixels
+ * @param radius width of the band outside the region in pixels, at least 0; a NaN passes, for 0
+ * @param pBuffer scratch of the size that nuviFastMarchingGetBufferSize_8u32f_C1R() reports, at any
+ *        address
+ * @param pSize the size that is written, in bytes: (height + 34) * (width, rounded up to a multiple
+ *        of 32, with the bits of 5 set) + 40
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null argument
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row
+ * - #nuvStatusStepNotElementMultiple a `dstStep` that is no multiple of 4
+ * - #nuvStatusBadArgument a negative `radius`
+ *
+ * Runs on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviFastMarchingGetBufferSize_8u32f_C1R(NuviSize roiSize, int32_t* pSize);
+NUVCV_API NuvStatus nuviFastMarching_8u32f_C1R(const uint8_t* pSrc, int32_t srcStep, float* pDst,
+                                               int32_t dstStep, NuviSize roiSize, float radius,
+                                               uint8_t* pBuffer);
+/** @} */
 
 // ANCHOR inpainting
 
