@@ -148,27 +148,32 @@ class Reference {
   std::vector<bool> known_;
 };
 
-// A mask of rectangles, and distances that grow inwards with many ties; a few are not above 0.
+enum Kind { everything, ties, noise, crosses, kinds };
+
+// A mask, and distances from which the order follows. Some masked pixels are at 0 or below.
 struct Holes {
   Holes(NuviSize size, int kind, int pad, Against against, unsigned seed)
       : mask(size, 1, pad, against), distance(size, 1, pad, against) {
     std::mt19937 random(seed);
-    mask.fill([&] { return kind == 0; });
-    for (int i = 0; kind != 0 && i < 1 + size.width * size.height / 150; ++i) {
-      const int left = static_cast<int>(random() % static_cast<unsigned>(size.width));
-      const int top = static_cast<int>(random() % static_cast<unsigned>(size.height));
-      const int right = std::min(size.width, left + 1 + static_cast<int>(random() % 7));
-      const int bottom = std::min(size.height, top + 1 + static_cast<int>(random() % 5));
-      for (int y = top; y < bottom; ++y) {
-        for (int x = left; x < right; ++x) mask.at(x, y) = static_cast<uint8_t>(1 + x % 255);
-      }
-    }
+    std::vector<int> patch(static_cast<size_t>(size.width));  // rows still to come of a rectangle
     for (int y = 0; y < size.height; ++y) {
       for (int x = 0; x < size.width; ++x) {
-        const auto noise = static_cast<float>(random() % 64) / 16;
-        const bool odd = random() % 23 == 0;
-        const float outside = kind == 1 ? 0.0f : -noise;
-        distance.at(x, y) = mask.at(x, y) == 0 || odd ? outside : kind == 1 ? 1.0f : 0.25f + noise;
+        int& rows = patch[static_cast<size_t>(x)];
+        rows = rows > 0 ? rows - 1 : 0;
+        if (random() % 80 == 0) {
+          std::fill_n(&rows, std::min<int>(1 + random() % 7, size.width - x), 1 + random() % 5);
+        }
+        const int arm = std::abs(x % 7 - 3) + std::abs(y % 7 - 3);
+        const bool on = kind == everything || (kind == crosses ? arm <= 1 : rows > 0);
+        mask.at(x, y) = on ? static_cast<uint8_t>(1 + x % 255) : 0;
+
+        // The middle of a cross is filled first: it knows no direct neighbour, and has no slope.
+        float inside = kind == ties ? 1.0f : kind == crosses && arm == 0 ? 0.5f : 1.0f;
+        const float rough = static_cast<float>(random() % 64) / 16;
+        if (kind == everything || kind == noise) inside = 0.25f + rough;
+        const float outside = kind == ties ? 0.0f : kind == crosses ? 1.0f : -rough;
+        const bool unlisted = kind != crosses && random() % 23 == 0;
+        distance.at(x, y) = on && !unlisted ? inside : outside;
       }
     }
   }
@@ -206,8 +211,8 @@ void compare(NuviSize size, int channels, int mode, float radius, int kind, Agai
   const Holes holes(size, kind, size.width % 3, against, static_cast<unsigned>(size.width + kind));
   TestImage<uint8_t> src(size, channels, 1, against), dst(size, channels, 2, against);
   TestImage<uint8_t> expected(size, channels);
-  paint(src, channels, kind == 1, 5);
-  paint(expected, channels, kind == 1, 5);
+  paint(src, channels, kind == ties, 5);
+  paint(expected, channels, kind == ties, 5);
   Reference(expected, channels, holes.mask, holes.distance, radius, mode);
   ASSERT_EQ(nuvStatusOk, fill(channels, src, dst, holes, radius, mode));
   ASSERT_EQ(expected.bytes(), dst.bytes());
@@ -218,14 +223,14 @@ TEST(Inpaint, MatchesReference) {
   for (const int channels : {1, 3}) {
     for (const int mode : {0, 1}) {
       for (const float radius : {1.0f, 1.5f, 2.9f, 5.0f}) {
-        for (const int kind : {0, 1, 2}) {
-          const Against against = kind == 1 ? Against::begin : Against::end;
+        for (int kind = 0; kind < kinds; ++kind) {
+          const Against against = kind == ties ? Against::begin : Against::end;
           for (const NuviSize size : {NuviSize{1, 1}, {1, 9}, {9, 1}, {2, 2}, {7, 5}, {33, 30}}) {
             compare(size, channels, mode, radius, kind, against);
           }
         }
       }
-      compare({70, 61}, channels, mode, 3.3f, 2, Against::end);
+      compare({70, 61}, channels, mode, 3.3f, noise, Against::end);
     }
   }
 }
@@ -233,7 +238,7 @@ TEST(Inpaint, MatchesReference) {
 // A state fills one picture after another, also in place, and none of them shows in the next.
 TEST(Inpaint, StateServesManyPictures) {
   const NuviSize size = {40, 30};
-  const Holes holes(size, 2, 0, Against::end, 3);
+  const Holes holes(size, noise, 0, Against::end, 3);
   for (const int mode : {0, 1}) {
     TestImage<uint8_t> first(size), second(size, 1, 7), dst(size);
     paint(first, 1, false, 1);
@@ -259,7 +264,7 @@ TEST(Inpaint, StateServesManyPictures) {
 
 TEST(Inpaint, EmptyMaskCopies) {
   const NuviSize size = {19, 6};
-  Holes holes(size, 2, 0, Against::end, 1);
+  Holes holes(size, noise, 0, Against::end, 1);
   holes.mask.fill([] { return 0; });
   for (const int channels : {1, 3}) {
     TestImage<uint8_t> src(size, channels), dst(size, channels, 4);
@@ -273,7 +278,7 @@ TEST(Inpaint, EmptyMaskCopies) {
 // Channels that are alike stay alike, and are what one channel gives; one level stays that level.
 TEST(Inpaint, GreyInThreeChannelsIsGrey) {
   const NuviSize size = {50, 44};
-  const Holes holes(size, 2, 0, Against::end, 8);
+  const Holes holes(size, noise, 0, Against::end, 8);
   for (const int mode : {0, 1}) {
     TestImage<uint8_t> grey(size), filledGrey(size), colour(size, 3), filled(size, 3);
     paint(grey, 1, false, 4);
