@@ -63,21 +63,16 @@ class Reference {
 
   int imageSlope(int x, int y, int c, int dx, int dy) const {
     const bool before = isKnown(x - dx, y - dy), after = isKnown(x + dx, y + dy);
+    const int here = value(x, y, c);
     if (before && after) return 2 * (value(x + dx, y + dy, c) - value(x - dx, y - dy, c));
-    if (before) return value(x, y, c) - value(x - dx, y - dy, c);
-    return after ? value(x + dx, y + dy, c) - value(x, y, c) : 0;
+    return before ? here - value(x - dx, y - dy, c) : after ? value(x + dx, y + dy, c) - here : 0;
   }
   int distanceSlope(int x, int y, int dx, int dy) const {
     const bool before = isInside(x - dx, y - dy), after = isInside(x + dx, y + dy);
-    float slope = 0;
-    if (before && after) {
-      slope = distance_.at(x + dx, y + dy) - distance_.at(x - dx, y - dy);
-    } else if (before) {
-      slope = 2 * (distance_.at(x, y) - distance_.at(x - dx, y - dy));
-    } else if (after) {
-      slope = 2 * (distance_.at(x + dx, y + dy) - distance_.at(x, y));
-    }
-    return static_cast<int>(std::nearbyint(std::clamp(4096 * slope, -32768.0f, 32767.0f)));
+    const float from = before ? distance_.at(x - dx, y - dy) : distance_.at(x, y);
+    const float to = after ? distance_.at(x + dx, y + dy) : distance_.at(x, y);
+    const float slope = (to - from) * (before && after ? 4096.0f : 2 * 4096.0f);
+    return static_cast<int>(std::nearbyint(std::clamp(slope, -32768.0f, 32767.0f)));
   }
 
   void fill(NuviPoint p) {
@@ -86,7 +81,6 @@ class Reference {
                           size_.height - 1 - p.y < reach;
     const float limit = nearEdge ? static_cast<float>(reach * reach) : radius_ * radius_;
     const int slopeX = distanceSlope(p.x, p.y, 1, 0), slopeY = distanceSlope(p.x, p.y, 0, 1);
-    std::vector<int> filled;
     for (int c = 0; c < channels_; ++c) {
       float sum = 0, weights = 1e-30f, gx = 0, gy = 0;
       for (int dy = -reach; dy <= reach; ++dy) {
@@ -110,17 +104,15 @@ class Reference {
         if (count > 0) sum = static_cast<float>(direct), weights = static_cast<float>(count);
         gx = gy = 0;
       }
+      uint8_t& result = picture_.at(p.x * channels_ + c, p.y);
       if (mode_ == 0) {
         const double x = gx, y = gy;
         const double step = (x + y) / (static_cast<float>(std::sqrt(x * x + y * y)) + 1e-20);
         const double mean = static_cast<double>(sum) / static_cast<double>(weights);
-        filled.push_back(std::clamp(static_cast<int>(mean + 0.5 + step), 0, 255));
+        result = static_cast<uint8_t>(std::clamp(static_cast<int>(mean + 0.5 + step), 0, 255));
       } else {
-        filled.push_back(static_cast<int>(sum / weights + 0.5f));
+        result = static_cast<uint8_t>(sum / weights + 0.5f);
       }
-    }
-    for (int c = 0; c < channels_; ++c) {
-      picture_.at(p.x * channels_ + c, p.y) = static_cast<uint8_t>(filled[static_cast<size_t>(c)]);
     }
   }
 
