@@ -40,7 +40,8 @@ struct Gradient {
 };
 
 // An item of the list is a distance, widened to a double whose last bits, all zero, give way to the
-// pixel's index in the region. Positive doubles are in the order of their bits.
+// pixel's index in the region. Positive doubles are in the order of their bits. (A region with more
+// pixels than the index can tell has no memory for its planes.)
 constexpr uint64_t indexBits = (uint64_t{1} << 28) - 1;
 
 }  // namespace

@@ -31,24 +31,25 @@ extern "C" {
  * then serves any number of pictures of that size.
  *
  * A pixel p becomes a weighted mean of the known pixels q = p + (dx, dy) in the disk dx^2 + dy^2 <=
- * radius^2: those outside the mask, and those filled before. Near a side of the picture the disk is
- * that of the truncated radius. `mode` chooses the weights:
+ * radius^2: those outside the mask, and those filled before. Where the disk would pass a side of
+ * the picture, it is that of the truncated radius. `mode` chooses the weights:
  *
- * - 0, by the distance T: |grad T(p) . (p - q)| / (|p - q|^3 (1 + |T(q) - T(p)|)), with the
- * weighted mean of -I'(q) (p - q) of the picture I, brought to the length of a unit, added to the
- * mean as the sum of its two parts. Method: A. Telea, "An image inpainting technique based on the
- * fast marching method", Journal of Graphics Tools 9(1), 2004. In three channels the weight is
- * common to all.
- * - 1, along level lines: the part of p - q along the level line of the picture at q, over
- *   (|p - q|^4 + 1) |p - q|; a millionth where it is 0. Each channel has weights of its own.
- *   Method: after M. Bertalmio, A. L. Bertozzi and G. Sapiro, "Navier-Stokes, fluid dynamics, and
- *   image and video inpainting", CVPR 2001.
+ * 0: by the distance T: |grad T(p) . (p - q)| / (|p - q|^3 (1 + |T(q) - T(p)|)), common to all
+ * channels. To the mean is added gx + gy, where (gx, gy) has the length 1 and the direction of the
+ * weighted sum of (Ix(q) dx, Iy(q) dy), with (Ix, Iy) the picture's gradient. Method: A. Telea, "An
+ * image inpainting technique based on the fast marching method", Journal of Graphics Tools 9(1),
+ * 2004.
  *
- * Sums are 32-bit floats over the disk in raster order; the quotient is rounded to the nearest (in
- * mode 0 as a double, and saturated). Where the weights sum up to less than 0.0001, the mean of the
- * known direct neighbours is taken; a pixel that knows no other becomes 0. The picture's gradient
- * is made of differences of known pixels: twice s(x+1) - s(x-1), or the single difference to the
- * one neighbour that is known and inside the picture, or 0.
+ * 1: along level lines: the part of p - q along the level line of the picture at q, over
+ * (|p - q|^4 + 1) |p - q|; where that part is 0, a millionth takes its place. Each channel has
+ * weights of its own. Method: after M. Bertalmio, A. L. Bertozzi and G. Sapiro, "Navier-Stokes,
+ * fluid dynamics, and image and video inpainting", CVPR 2001.
+ *
+ * Sums are 32-bit floats over the disk in raster order; the result is rounded to the nearest (in
+ * mode 0 computed as a double, and saturated). Where the weights sum up to less than 0.0001, the
+ * mean of the known direct neighbours is taken; a pixel whose disk has no known pixel becomes 0.
+ * The picture's gradient is made of differences of known pixels: twice s(x + 1) - s(x - 1), or the
+ * single difference to the one of the two that is known and inside the picture, or 0.
  *
  * @return In the order of the checks, which is that of this list; a failed call writes nothing.
  *         nuviInpaintInitAlloc:
