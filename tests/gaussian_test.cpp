@@ -130,7 +130,7 @@ class Video {
   int sample(int x, int index, int c) {
     const int noise = static_cast<int>(random_() % 7);
     const bool rare = random_() % 16 == 0;
-    switch (x % 10) {
+    switch (x % 15) {
       case 0:
         return 40 * c + x;
       case 1:
@@ -149,8 +149,25 @@ class Video {
         return index % 40 < 36 ? 200 + c : noise;
       case 8:
         return index < 150 + x ? 90 : 90 + 5 * (x % 16);
-      default:
+      case 9:
         return rare ? noise : index < 190 ? 128 : 8 * (noise + c);
+      case 10:
+        return index < 200 ? 60 : index < 220 ? 0 : 60;  // black for the first time at 200
+      // Equal shares and spreads: the last bit of the keys decides the order.
+      case 11:
+        return index == 0 ? 20 : 60 + 90 * (index % 2) + c;
+      case 12:
+        return index < 3 ? 20 : 60 + 70 * (index % 3) + c;
+      case 13: {
+        // A jump by 2.5 deviations exactly, after so many frames of one colour.
+        constexpr int jumps[7][4] = {{9, 25, 25, 25}, {25, 15, 15, 15}, {225, 5, 5, 5},
+                                     {15, 30, 15, 0}, {27, 15, 20, 0},  {75, 2, 10, 11},
+                                     {135, 10, 5, 0}};
+        const int* const jump = jumps[x / 15 % 7];
+        return index < 201 ? 20 : index == 201 + jump[0] ? 100 + jump[c + 1] : 100;
+      }
+      default:
+        return 50 * static_cast<int>(random_() % 4) + x % 9;
     }
   }
 
@@ -161,7 +178,7 @@ class Video {
 // Through the 200th frame, at which the regime differs, and well beyond it.
 TEST(ForegroundGaussian, MatchesReferenceOverAVideo) {
   for (const Form& form : forms) {
-    for (const NuviSize size : {NuviSize{83, 2}, NuviSize{1, 5}, NuviSize{6, 3}}) {
+    for (const NuviSize size : {NuviSize{301, 3}, NuviSize{1, 5}, NuviSize{6, 3}}) {
       const Against against = size.width == 6 ? Against::begin : Against::end;
       TestImage<uint8_t> frame(size, form.channels, 1, against),
           ref(size, form.channels, 2, against);
