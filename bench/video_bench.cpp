@@ -59,6 +59,32 @@ void addGaussian(const char* name, size_t channels, Make make, Take take, Free f
       ->Unit(benchmark::kMicrosecond);
 }
 
+// Each round of the clip is classified and learnt; the time is that of one of the two.
+void addHistogram(const char* name, bool ofUpdate) {
+  benchmark::RegisterBenchmark(
+      name,
+      [=](benchmark::State& state) {
+        const auto first = frameAt(0, 1);
+        NuviForegroundHistogramState* model = nullptr;
+        nuviForegroundHistogramInitAlloc_8u_C1R(first.data(), 1920, fullHd, &fullHd, &model);
+        std::vector<uint8_t> background(first.size()), mask(first.size());
+        runClip(state, 1, [&](std::vector<uint8_t>& frame) {
+          frame.resize(first.size() + 2);
+          const double classifying = bench::secondsOf([&] {
+            nuviForegroundHistogram_8u_C1R(frame.data(), 1920, mask.data(), 1920, fullHd, model);
+          });
+          const double updating = bench::secondsOf([&] {
+            nuviForegroundHistogramUpdate_8u_C1R(frame.data(), 1920, mask.data(), 1920,
+                                                 background.data(), 1920, fullHd, model);
+          });
+          return ofUpdate ? updating : classifying;
+        });
+        nuviForegroundHistogramFree_8u_C1R(model);
+      })
+      ->UseManualTime()
+      ->Unit(benchmark::kMicrosecond);
+}
+
 const bool registered = [] {
   bench::add("video/motionHistory8u", [](benchmark::State& state, int threads) {
     const auto picture = bench::picture<uint8_t>(bench::fullHdPixels);
@@ -76,6 +102,8 @@ const bool registered = [] {
               nuviForegroundGaussian_8u_C1R, nuviForegroundGaussianFree_8u_C1R);
   addGaussian("video/gaussianC3", 3, nuviForegroundGaussianInitAlloc_8u_C3R,
               nuviForegroundGaussian_8u_C3R, nuviForegroundGaussianFree_8u_C3R);
+  addHistogram("video/histogramClassify", false);
+  addHistogram("video/histogramUpdate", true);
   return true;
 }();
 
