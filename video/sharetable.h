@@ -2,6 +2,7 @@
 // value passes fade, and the value enters anew with the rate as its share.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -55,11 +56,14 @@ struct ShareTable {
   // Overwrites the last entry, then moves it in front of the first one whose share is not above its
   // own.
   void insert(const uint8_t* value, float rate) {
-    int32_t place = 0;
-    while (place < stored - 1 && !(rate >= shares[place])) ++place;
+    const int32_t place = firstNotAbove(rate);
     insertAt(place, rate, shares);
     insertAt(place, rate, conditionals);
-    for (int32_t b = 0; b < valueBytes; ++b) insertAt(place, value[b], values[b]);
+    for (int32_t b = 0; b < valueBytes; ++b) {
+      uint8_t* const at = values[b] + place;
+      std::memmove(at + 1, at, static_cast<size_t>(stored - 1 - place));
+      *at = value[b];
+    }
   }
 
   // Over the used entries before the first empty one.
@@ -100,19 +104,47 @@ struct ShareTable {
 
   // One bit for each entry.
   uint64_t differingEntries(const uint8_t* value, int32_t tolerance) const {
-    uint8_t differs[stored] = {};
+    uint64_t differing = 0;
     for (int32_t b = 0; b < valueBytes; ++b) {
-      const uint8_t* const plane = values[b];
-      const uint8_t wanted = value[b];
-      for (int32_t i = 0; i < stored; ++i) {
-        const auto difference =
-            static_cast<uint8_t>(plane[i] > wanted ? plane[i] - wanted : wanted - plane[i]);
-        differs[i] = static_cast<uint8_t>(differs[i] | (difference > tolerance));
-      }
+      differing |= differingBits(values[b], value[b], static_cast<uint8_t>(tolerance));
     }
+    return differing;
+  }
+
+  // The vectors pass the end of a plane or of the shares, and stay in the table.
+  static uint64_t differingBits(const uint8_t* plane, uint8_t value, uint8_t tolerance) {
     uint64_t bits = 0;
-    for (int32_t i = 0; i < stored; ++i) bits |= uint64_t{differs[i]} << i;
+#if NUV_AVX2
+    const auto wanted = broadcast<U8x32>(value), allowed = broadcast<U8x32>(tolerance);
+    for (int32_t i = 0; i < stored; i += 32) {
+      const auto entries = load<U8x32>(plane + i);
+      const auto beyond = maximum(entries, wanted) - minimum(entries, wanted) > allowed;
+      const auto lanes =
+          static_cast<uint32_t>(_mm256_movemask_epi8(reinterpret_cast<__m256i>(beyond)));
+      bits |= uint64_t{lanes} << i;
+    }
+    bits &= ~uint64_t{0} >> (64 - stored);
+#else
+    for (int32_t i = 0; i < stored; ++i) {
+      bits |= uint64_t{!isWithin(plane[i] - value, tolerance)} << i;
+    }
+#endif
     return bits;
+  }
+
+  // The first entry whose share is not above `share`, or the last entry.
+  int32_t firstNotAbove(float share) const {
+#if NUV_AVX2
+    for (int32_t i = 0; i < stored; i += 8) {
+      const uint32_t lanes = laneBits(load<F32x8>(shares + i) <= broadcast<F32x8>(share));
+      if (lanes != 0) return std::min<int32_t>(i + __builtin_ctz(lanes), stored - 1);
+    }
+    return stored - 1;
+#else
+    int32_t place = 0;
+    while (place < stored - 1 && !(share >= shares[place])) ++place;
+    return place;
+#endif
   }
 
   bool fadesWhole(int32_t count, float keep) const {
@@ -121,12 +153,11 @@ struct ShareTable {
     return low == 0;
   }
 
-  template <class T>
-  static void insertAt(int32_t place, T value, T* entries) {
-    T moved[stored];
+  static void insertAt(int32_t place, float value, float* entries) {
+    float moved[stored];
     moved[0] = place == 0 ? value : entries[0];
     for (int32_t i = 1; i < stored; ++i) {
-      const T kept = i < place ? entries[i] : entries[i - 1];
+      const float kept = i < place ? entries[i] : entries[i - 1];
       moved[i] = i == place ? value : kept;
     }
     std::memcpy(entries, moved, sizeof moved);
