@@ -132,7 +132,80 @@ NUVCV_API NuvStatus nuviForegroundGaussianFree_8u_C3R(NuviForegroundGaussianStat
 
 // -------- Gaussian model ends
 
-// ANCHOR histogram model
+/**
+ * @name Histogram foreground model
+ *
+ * Tells moving foreground from a learnt background by how often each pixel has had a value: each
+ * has a table of values for when it stands still and a table of pairs of a previous and a present
+ * value for when it changes (L. Li, W. Huang, I. Y.-H. Gu and Q. Tian, "Foreground object detection
+ * from videos containing complex background", 2003). Shares and rates are in single precision.
+ *
+ * A frame is first classified by nuviForegroundHistogram_8u_C1R() or its `C3` form, then learnt by
+ * nuviForegroundHistogramUpdate_8u_C1R() or its `C3` form, which reads what the first left in the
+ * model: where the frame differs from the one before, and where from the background. A difference
+ * counts above a threshold of at least 10: the largest standard deviation of the differences from
+ * any value on; in `C3` one threshold for all channels, passed by any.
+ *
+ * Classification: a pixel that differs from neither is background (0). One that differs from the
+ * background alone is looked up in its values within 4 grey levels, one that differs from the last
+ * frame in its pairs within 8. It is foreground (255) if the share found is not below twice the
+ * share found while it was background; before its values are learnt it is background, before its
+ * pairs are learnt foreground.
+ *
+ * @note Entries are compared with three consecutive bytes of the frame, in the `C1` form too, where
+ *       they are the pixel and its two right neighbours. So nuviForegroundHistogram_8u_C1R() may
+ *       read two bytes behind each row, which the caller's memory must hold.
+ *
+ * @param pSrc first pixel of the frame
+ * @param srcStep its row step in bytes
+ * @param roiSize the frame in pixels: for a call with a model, what the model was made with (a
+ *        smaller one takes the upper left corner of the model)
+ * @param pModel not null; not read otherwise
+ * @param ppState receives the model, whose background and previous frame are this first frame;
+ *        untouched on failure
+ * @param pDst first pixel of the mask that is written, one channel: 255 or 0
+ * @param dstStep its row step in bytes; not tested
+ * @param pMask first pixel of the mask of this frame, one channel; what is 0 is background
+ * @param maskStep its row step in bytes; not tested
+ * @param pRef first pixel of the background image that is written, with the channels of the frame
+ * @param refStep its row step in bytes; not tested
+ * @param pState a model of the same number of channels
+ *
+ * @return In the order of the checks; a failed call changes nothing:
+ * - #nuvStatusNullPointer a null argument
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a `srcStep` less than a row
+ * - #nuvStatusNoMemory (InitAlloc) the model did not fit into memory, or one of its tables passes
+ *   2 GB: up to 400 bytes a pixel, 560 in `C3`
+ *
+ * Runs on the calling thread. A model belongs to one call at a time; Free releases it.
+ * @{
+ */
+NUVCV_API NuvStatus nuviForegroundHistogramInitAlloc_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                            NuviSize roiSize, const void* pModel,
+                                                            NuviForegroundHistogramState** ppState);
+NUVCV_API NuvStatus nuviForegroundHistogramInitAlloc_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                            NuviSize roiSize, const void* pModel,
+                                                            NuviForegroundHistogramState** ppState);
+NUVCV_API NuvStatus nuviForegroundHistogram_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviForegroundHistogramState* pState);
+NUVCV_API NuvStatus nuviForegroundHistogram_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                   uint8_t* pDst, int32_t dstStep, NuviSize roiSize,
+                                                   NuviForegroundHistogramState* pState);
+NUVCV_API NuvStatus nuviForegroundHistogramUpdate_8u_C1R(const uint8_t* pSrc, int32_t srcStep,
+                                                         const uint8_t* pMask, int32_t maskStep,
+                                                         uint8_t* pRef, int32_t refStep,
+                                                         NuviSize roiSize,
+                                                         NuviForegroundHistogramState* pState);
+NUVCV_API NuvStatus nuviForegroundHistogramUpdate_8u_C3R(const uint8_t* pSrc, int32_t srcStep,
+                                                         const uint8_t* pMask, int32_t maskStep,
+                                                         uint8_t* pRef, int32_t refStep,
+                                                         NuviSize roiSize,
+                                                         NuviForegroundHistogramState* pState);
+NUVCV_API NuvStatus nuviForegroundHistogramFree_8u_C1R(NuviForegroundHistogramState* pState);
+NUVCV_API NuvStatus nuviForegroundHistogramFree_8u_C3R(NuviForegroundHistogramState* pState);
+/** @} */
 
 // -------- histogram model ends
 
