@@ -20,7 +20,8 @@ struct NuviForegroundGaussianState {
   double backgroundRatio;
   double matchDeviations;
   double initialVariance;
-  void* pixelTable;  // a mixture for each pixel, row after row
+  void* pixelTable;    // the components of all mixtures
+  uint8_t* usedTable;  // how many of a pixel's components are in use
   int32_t frameCounter;
 };
 
@@ -36,45 +37,58 @@ struct Pixel {
 };
 
 template <int channels>
-struct Gaussian {
+struct Component {
+  int32_t sampleCount;
   double weight;
   double variance[channels];
   double mean[channels];
 };
 
-// Components in the order of their keys. Those behind `used` are as they were at the start, without
-// samples or weight; what is stored there has no meaning. Most pixels of a still scene use few.
+// The memory for one pixel.
+template <int channels>
+struct Record {
+  Component<channels> components[componentCount];
+};
+
+// The components of one pixel, in the order of their keys. Those behind `used` are as they were at
+// the start, without samples or weight; what is stored there has no meaning.
+//
+// In memory the first components of a row's pixels stand side by side, then their second ones, and
+// so on: most pixels of a still scene use one or two, and the others cost no time.
 template <int channels>
 struct Mixture {
+  Component<channels>* first;
+  ptrdiff_t stride;
   int32_t used;
-  int32_t sampleCount[componentCount];
-  Gaussian<channels> gaussian[componentCount];
+
+  Component<channels>& operator[](int32_t i) const { return first[i * stride]; }
 
   // Brings `used` up to `count`.
   void use(int32_t count) {
     for (; used < count; ++used) {
-      sampleCount[used] = 0;
-      gaussian[used].weight = 0.0;
-      for (double& variance : gaussian[used].variance) variance = firstVariance;
-      for (double& mean : gaussian[used].mean) mean = 0.0;
+      Component<channels>& component = (*this)[used];
+      component.sampleCount = 0;
+      component.weight = 0.0;
+      std::fill_n(component.variance, channels, firstVariance);
+      std::fill_n(component.mean, channels, 0.0);
     }
   }
 
   // Takes components that are as at the start off the end.
   void trim() {
-    while (used > 0 && isUntouched(used - 1)) --used;
+    while (used > 0 && isUntouched((*this)[used - 1])) --used;
   }
 
-  bool isUntouched(int32_t i) const {
-    bool untouched = sampleCount[i] == 0 && gaussian[i].weight == 0.0;
-    for (const double variance : gaussian[i].variance) untouched &= variance == firstVariance;
-    for (const double mean : gaussian[i].mean) untouched &= mean == 0.0;
+  static bool isUntouched(const Component<channels>& component) {
+    bool untouched = component.sampleCount == 0 && component.weight == 0.0;
+    for (const double variance : component.variance) untouched &= variance == firstVariance;
+    for (const double mean : component.mean) untouched &= mean == 0.0;
     return untouched;
   }
 
   int32_t samples() const {
     int32_t sum = 0;
-    for (int32_t i = 0; i < used; ++i) sum += sampleCount[i];
+    for (int32_t i = 0; i < used; ++i) sum += (*this)[i].sampleCount;
     return sum;
   }
 };
@@ -89,23 +103,23 @@ double sumOf(const double (&values)[channels]) {
 
 // Whether x is strictly nearer to the mean than so many deviations.
 template <int channels>
-bool isNear(const Gaussian<channels>& gaussian, const double (&x)[channels],
+bool isNear(const Component<channels>& component, const double (&x)[channels],
             double squaredDeviations) {
   double squares[channels];
   for (int c = 0; c < channels; ++c) {
-    const double distance = x[c] - gaussian.mean[c];
+    const double distance = x[c] - component.mean[c];
     squares[c] = distance * distance;
   }
-  return squaredDeviations * sumOf(gaussian.variance) > sumOf(squares);
+  return squaredDeviations * sumOf(component.variance) > sumOf(squares);
 }
 
 // Moves mean and variance toward x by the share `rho`.
 template <int channels>
-void learn(Gaussian<channels>& gaussian, const double (&x)[channels], double rho) {
+void learn(Component<channels>& component, const double (&x)[channels], double rho) {
   for (int c = 0; c < channels; ++c) {
-    const double d = x[c] - gaussian.mean[c];
-    gaussian.mean[c] = fused(d, rho, gaussian.mean[c]);
-    gaussian.variance[c] = fused(fused(d, d, -gaussian.variance[c]), rho, gaussian.variance[c]);
+    const double d = x[c] - component.mean[c];
+    component.mean[c] = fused(d, rho, component.mean[c]);
+    component.variance[c] = fused(fused(d, d, -component.variance[c]), rho, component.variance[c]);
   }
 }
 
@@ -130,7 +144,7 @@ class Learner {
       learnByCount(mixture, match, x);
     }
     if (match < 0) replaceLast(mixture, x);
-    order(mixture);
+    if (mixture.used > 1) order(mixture);
     if (match < 0) mixture.trim();
     return isForeground(mixture, match);
   }
@@ -139,45 +153,44 @@ class Learner {
   // The first component near x, or -1. The components not yet used are all alike.
   int32_t findMatch(const Mixture<channels>& mixture, const double (&x)[channels]) const {
     for (int32_t i = 0; i < mixture.used; ++i) {
-      if (isNear(mixture.gaussian[i], x, squaredDeviations_)) return i;
+      if (isNear(mixture[i], x, squaredDeviations_)) return i;
     }
     if (mixture.used == componentCount) return -1;
-    Gaussian<channels> unused = {};
+    Component<channels> unused = {};
     for (double& variance : unused.variance) variance = firstVariance;
     return isNear(unused, x, squaredDeviations_) ? mixture.used : -1;
   }
 
   void learnByCount(Mixture<channels>& mixture, int32_t match, const double (&x)[channels]) const {
     const double a = 1.0 / (1 + mixture.samples());
-    for (int32_t i = 0; i < mixture.used; ++i) shiftWeight(mixture.gaussian[i], a, i == match);
+    for (int32_t i = 0; i < mixture.used; ++i) shiftWeight(mixture[i], a, i == match);
     if (match < 0) return;
-    learn(mixture.gaussian[match], x, 1.0 / ++mixture.sampleCount[match]);
+    learn(mixture[match], x, 1.0 / ++mixture[match].sampleCount);
   }
 
   void learnInWindow(Mixture<channels>& mixture, int32_t match, const double (&x)[channels]) const {
     const double a = 1.0 / windowLength_;
-    for (int32_t i = 0; i < mixture.used; ++i) shiftWeight(mixture.gaussian[i], a, i == match);
+    for (int32_t i = 0; i < mixture.used; ++i) shiftWeight(mixture[i], a, i == match);
     if (match < 0) return;
-    Gaussian<channels>& gaussian = mixture.gaussian[match];
-    learn(gaussian, x, 1.0 / (windowLength_ * gaussian.weight));
+    learn(mixture[match], x, 1.0 / (windowLength_ * mixture[match].weight));
   }
 
-  static void shiftWeight(Gaussian<channels>& gaussian, double a, bool matched) {
-    gaussian.weight = fused(a, (matched ? 1.0 : 0.0) - gaussian.weight, gaussian.weight);
+  static void shiftWeight(Component<channels>& component, double a, bool matched) {
+    component.weight = fused(a, (matched ? 1.0 : 0.0) - component.weight, component.weight);
   }
 
   void replaceLast(Mixture<channels>& mixture, const double (&x)[channels]) const {
     mixture.use(componentCount);
     constexpr int32_t last = componentCount - 1;
-    mixture.sampleCount[last] = 1;
-    std::fill_n(mixture.gaussian[last].variance, channels, initialVariance_);
-    std::copy_n(x, channels, mixture.gaussian[last].mean);
+    mixture[last].sampleCount = 1;
+    std::fill_n(mixture[last].variance, channels, initialVariance_);
+    std::copy_n(x, channels, mixture[last].mean);
 
     const double samples = mixture.samples();
     for (int32_t i = 0; i < componentCount; ++i) {
-      double& weight = mixture.gaussian[i].weight;
+      double& weight = mixture[i].weight;
       if (!inWindow_) {
-        weight = mixture.sampleCount[i] / samples;
+        weight = mixture[i].sampleCount / samples;
       } else if (i == last) {
         weight = 1.0 / samples;
       } else {
@@ -191,20 +204,24 @@ class Learner {
   static void order(Mixture<channels>& mixture) {
     double keys[componentCount];
     for (int32_t i = 0; i < mixture.used; ++i) {
-      const int32_t sampleCount = mixture.sampleCount[i];
-      const Gaussian<channels> gaussian = mixture.gaussian[i];
-      const double key =
-          sampleCount > 0 ? gaussian.weight / std::sqrt(sumOf(gaussian.variance)) : 0.0;
+      const double key = keyOf(mixture[i]);
       int32_t place = i;
-      for (; place > 0 && key > keys[place - 1]; --place) {
-        keys[place] = keys[place - 1];
-        mixture.sampleCount[place] = mixture.sampleCount[place - 1];
-        mixture.gaussian[place] = mixture.gaussian[place - 1];
+      while (place > 0 && key > keys[place - 1]) --place;
+      if (place < i) {
+        const Component<channels> moved = mixture[i];
+        for (int32_t j = i; j > place; --j) {
+          keys[j] = keys[j - 1];
+          mixture[j] = mixture[j - 1];
+        }
+        mixture[place] = moved;
       }
       keys[place] = key;
-      mixture.sampleCount[place] = sampleCount;
-      mixture.gaussian[place] = gaussian;
     }
+  }
+
+  static double keyOf(const Component<channels>& component) {
+    if (component.sampleCount <= 0) return 0.0;
+    return component.weight / std::sqrt(sumOf(component.variance));
   }
 
   // Whether the place of the match, which the ordering leaves where it was, comes behind those that
@@ -213,7 +230,7 @@ class Learner {
     if (match < 0) return true;
     double sum = 0.0;
     for (int32_t i = 0; i < match; ++i) {
-      sum += mixture.gaussian[i].weight;
+      sum += mixture[i].weight;
       if (sum > backgroundRatio_) return true;
     }
     return false;
@@ -226,16 +243,26 @@ class Learner {
   double initialVariance_;
 };
 
+// The mixtures of a row of pixels.
+template <int channels>
+struct MixtureRow {
+  Component<channels>* components;
+  uint8_t* used;
+  ptrdiff_t width;
+};
+
 template <int channels>
 void foregroundRow(const Learner<channels>& learner, const Pixel<channels>* frame,
-                   Mixture<channels>* mixtures, Pixel<channels>* background, uint8_t* foreground,
-                   ptrdiff_t width) {
+                   const MixtureRow<channels>& mixtures, Pixel<channels>* background,
+                   uint8_t* foreground, ptrdiff_t width) {
   for (ptrdiff_t i = 0; i < width; ++i) {
+    Mixture<channels> mixture = {mixtures.components + i, mixtures.width, mixtures.used[i]};
     double x[channels];
     for (int c = 0; c < channels; ++c) x[c] = frame[i].value[c];
-    foreground[i] = learner(mixtures[i], x) ? 255 : 0;
+    foreground[i] = learner(mixture, x) ? 255 : 0;
+    mixtures.used[i] = static_cast<uint8_t>(mixture.used);
     for (int c = 0; c < channels; ++c) {
-      background[i].value[c] = static_cast<uint8_t>(0.5 + mixtures[i].gaussian[0].mean[c]);
+      background[i].value[c] = static_cast<uint8_t>(0.5 + mixture[0].mean[c]);
     }
   }
 }
@@ -254,24 +281,26 @@ NuvStatus initAlloc(const uint8_t* pSrc, int32_t srcStep, NuviSize roiSize, cons
   OwnedBlock<NuviForegroundGaussianState> block(1);
   OwnedBlock<Pixel<channels>> background(pixels);
   OwnedBlock<uint8_t> foreground(pixels);
-  OwnedBlock<Mixture<channels>> mixtures(pixels);
+  OwnedBlock<Record<channels>> records(pixels);
+  OwnedBlock<uint8_t> used(pixels);
   if (block.get() == nullptr || background.get() == nullptr || foreground.get() == nullptr ||
-      mixtures.get() == nullptr) {
+      records.get() == nullptr || used.get() == nullptr) {
     return nuvStatusNoMemory;
   }
 
   const Image<const uint8_t> src(pSrc, srcStep);
-  Mixture<channels>* mixture = mixtures.get();
-  for (int32_t y = 0; y < roiSize.height; ++y) {
+  Component<channels>* row = records.get()->components;
+  for (int32_t y = 0; y < roiSize.height; ++y, row += ptrdiff_t{roiSize.width} * componentCount) {
     const uint8_t* pixel = src.row(y);
-    for (int32_t x = 0; x < roiSize.width; ++x, ++mixture, pixel += channels) {
-      mixture->used = 0;
-      mixture->use(1);
-      mixture->sampleCount[0] = 1;
-      mixture->gaussian[0].weight = 1.0;
-      std::copy_n(pixel, channels, mixture->gaussian[0].mean);
+    for (int32_t x = 0; x < roiSize.width; ++x, pixel += channels) {
+      Mixture<channels> mixture = {row + x, roiSize.width, 0};
+      mixture.use(1);
+      mixture[0].sampleCount = 1;
+      mixture[0].weight = 1.0;
+      std::copy_n(pixel, channels, mixture[0].mean);
     }
   }
+  std::memset(used.get(), 1, static_cast<size_t>(pixels));
 
   NuviForegroundGaussianState& state = *block.get();
   state.backgroundImage = background.release()->value;
@@ -282,7 +311,8 @@ NuvStatus initAlloc(const uint8_t* pSrc, int32_t srcStep, NuviSize roiSize, cons
   state.backgroundRatio = 0.7;
   state.matchDeviations = 2.5;
   state.initialVariance = 900.0;
-  state.pixelTable = mixtures.release();
+  state.pixelTable = records.release();
+  state.usedTable = used.release();
   state.frameCounter = 0;
   *ppState = block.release();
   return nuvStatusOk;
@@ -301,13 +331,15 @@ NuvStatus foregroundGaussian(const uint8_t* pSrc, int32_t srcStep, uint8_t* pRef
 
   pState->frameCounter = wrappingAdd(pState->frameCounter, 1);
   const Learner<channels> learner(*pState);
-  auto* const mixtures = static_cast<Mixture<channels>*>(pState->pixelTable);
+  const ptrdiff_t modelWidth = pState->foregroundStep;
+  auto* const components = static_cast<Component<channels>*>(pState->pixelTable);
   const Image<const uint8_t> src(pSrc, srcStep);
   const Image<uint8_t> background(pState->backgroundImage, pState->backgroundStep);
   const Image<uint8_t> foreground(pState->foregroundImage, pState->foregroundStep);
   for (int32_t y = 0; y < roiSize.height; ++y) {
-    foregroundRow(learner, reinterpret_cast<const Pixel<channels>*>(src.row(y)),
-                  mixtures + ptrdiff_t{y} * pState->foregroundStep,
+    const MixtureRow<channels> mixtures = {components + y * modelWidth * componentCount,
+                                           pState->usedTable + y * modelWidth, modelWidth};
+    foregroundRow(learner, reinterpret_cast<const Pixel<channels>*>(src.row(y)), mixtures,
                   reinterpret_cast<Pixel<channels>*>(background.row(y)), foreground.row(y),
                   roiSize.width);
   }
@@ -327,6 +359,7 @@ NuvStatus foregroundGaussian(const uint8_t* pSrc, int32_t srcStep, uint8_t* pRef
 NuvStatus freeGaussian(NuviForegroundGaussianState* pState) {
   if (pState == nullptr) return nuvStatusNullPointer;
   ownFree(pState->pixelTable);
+  ownFree(pState->usedTable);
   ownFree(pState->backgroundImage);
   ownFree(pState->foregroundImage);
   ownFree(pState);
