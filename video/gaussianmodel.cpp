@@ -9,6 +9,7 @@
 #include "core/check.h"
 #include "core/image.h"
 #include "core/memory.h"
+#include "core/numeric.h"
 #include "nuvcv/video.h"
 
 struct NuviForegroundGaussianState {

@@ -72,13 +72,14 @@ NUVCV_API NuvStatus nuviUpdateMotionHistory_32f_C1IR(const float* pSilhouette,
  * -# Match: the first component in order whose variance (`C3`: the sum of the three) times 6.25 is
  *    greater than the squared distance of x from its mean. A component without samples takes part.
  * -# Learn: with a = 1 / (1 + the samples of all components), every weight w becomes
- *    w + a * (1 - w) for the match and w - a * w for the others. The match counts one sample more,
- *    n, and its mean m and variance v become m + d / n and v + (d * d - v) / n, where d = x - m
- * with the old mean. In the 200th call after the state was built, and in that call alone, a is 1 /
- * 200 for the weights, 1 / (200 * new weight) takes the place of 1 / n, and samples do not count.
+ *    w + a * (1 - w) for the match and w + a * (0 - w) for the others. The match counts one sample
+ *    more, n; with r = 1 / n and d = x - m its mean m becomes m + r * d and its variance v becomes
+ *    v + r * (d * d - v). Each product is fused with the sum behind it. In the 200th call after the
+ *    state was built, and in that call alone, a is 1 / 200, r is 1 / (200 * new weight), and no
+ *    sample counts.
  * -# Replace: if there was no match, the last component becomes one sample of mean x and variance
- *    900, and each weight the component's share of all samples. (In the 200th call the new
- * component has the weight 1 / samples, and the others are multiplied by 1 - 1 / 200.)
+ *    900, and each weight the component's share of all samples. (In the 200th call the weight of
+ *    the new component is 1 / samples, and the others are multiplied by 1 - 1 / 200.)
  * -# Order: by weight / sqrt(variance), descending; 0 for a component without samples. Components
  *    with equal keys keep their order.
  * -# Write: the background is the mean of the first component, rounded to nearest. The mask is 0 if
@@ -91,8 +92,7 @@ NUVCV_API NuvStatus nuviUpdateMotionHistory_32f_C1IR(const float* pSilhouette,
  * @param refStep its row step in bytes; not tested
  * @param pDst first pixel of the mask, one channel: 255 in the foreground, 0 in the background
  * @param dstStep its row step in bytes; not tested
- * @param roiSize the images in pixels. A later call keeps to the size that the state was built
- * with.
+ * @param roiSize the images in pixels; later calls keep to the size that the state was built with
  * @param pModel must not be null, and is not read: the model's values are those told above
  * @param ppState receives the state, which belongs to the caller, who gives it back to `Free`; one
  *        call at a time works with it
@@ -106,8 +106,8 @@ NUVCV_API NuvStatus nuviUpdateMotionHistory_32f_C1IR(const float* pSilhouette,
  * - #nuvStatusNullPointer a null pointer
  * - #nuvStatusBadSize a width or height less than 1
  * - #nuvStatusBadStep `srcStep` is less than a row
- * - #nuvStatusNoMemory `InitAlloc`: there is no memory for the state, or its 144 (`C3`: 304) bytes
- * a pixel pass 2^31 - 1
+ * - #nuvStatusNoMemory `InitAlloc`: there is no memory for the state, or its components pass
+ *   2^31 - 1 bytes: 160 a pixel, in `C3` 320
  *
  * Runs on the calling thread.
  * @{
