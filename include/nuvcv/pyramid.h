@@ -11,7 +11,92 @@
 extern "C" {
 #endif
 
-// ANCHOR Gaussian steps
+/**
+ * @name Gaussian steps
+ *
+ * One octave down or up with the binomial kernel 1 4 6 4 1. Method: P. J. Burt and E. H. Adelson,
+ * "The Laplacian pyramid as a compact image code", IEEE Transactions on Communications, 1983.
+ *
+ * Down: result pixel (i, j) is the 5 x 5 kernel (sum 256) around source pixel (2i, 2j); positions
+ * outside are reflected around the first and last pixel, which are not repeated. Up: in each
+ * direction an even result is s(j-1) + 6 s(j) + s(j+1) and an odd one 4 (s(j) + s(j+1)), over 64
+ * for both; position -1 reads 1 (0 where there is no 1), the position behind the last reads the
+ * last. `8u` and `8s` sums are exact and rounded once, halves toward plus infinity. `32f` results
+ * are sums of fused multiply-adds in a fixed order. Channels of `C3` are filtered each by itself.
+ *
+ * @param pSrc first pixel of the source
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result: (width + 1) / 2 by (height + 1) / 2 pixels down, twice
+ *        the width by twice the height up
+ * @param dstStep its row step in bytes
+ * @param roiSize the size of the source in pixels
+ * @param pBuffer scratch of the size that the query below reports for this width and channel
+ *        count, at any address
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null image or buffer
+ * - #nuvStatusBadSize a width or height less than 1
+ * - #nuvStatusBadStep a step less than a row of its image
+ * - #nuvStatusStepNotElementMultiple a step that is no whole number of floats
+ *
+ * All forms run on the calling thread.
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyrDown_Gauss5x5_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrDown_Gauss5x5_8u_C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrDown_Gauss5x5_8s_C1R(const int8_t* pSrc, int32_t srcStep, int8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrDown_Gauss5x5_8s_C3R(const int8_t* pSrc, int32_t srcStep, int8_t* pDst,
+                                                int32_t dstStep, NuviSize roiSize,
+                                                uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrDown_Gauss5x5_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                 int32_t dstStep, NuviSize roiSize,
+                                                 uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrDown_Gauss5x5_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                                 int32_t dstStep, NuviSize roiSize,
+                                                 uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrUp_Gauss5x5_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                              int32_t dstStep, NuviSize roiSize, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrUp_Gauss5x5_8u_C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                              int32_t dstStep, NuviSize roiSize, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrUp_Gauss5x5_8s_C1R(const int8_t* pSrc, int32_t srcStep, int8_t* pDst,
+                                              int32_t dstStep, NuviSize roiSize, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrUp_Gauss5x5_8s_C3R(const int8_t* pSrc, int32_t srcStep, int8_t* pDst,
+                                              int32_t dstStep, NuviSize roiSize, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrUp_Gauss5x5_32f_C1R(const float* pSrc, int32_t srcStep, float* pDst,
+                                               int32_t dstStep, NuviSize roiSize, uint8_t* pBuffer);
+NUVCV_API NuvStatus nuviPyrUp_Gauss5x5_32f_C3R(const float* pSrc, int32_t srcStep, float* pDst,
+                                               int32_t dstStep, NuviSize roiSize, uint8_t* pBuffer);
+/** @} */
+
+/**
+ * @name Scratch of the Gaussian steps
+ *
+ * 96 * ceil(4 * width * channels / 16) + 64 bytes down, 48 * ceil(8 * width * channels / 16) + 64
+ * up, whatever the type.
+ *
+ * @param roiWidth the width of the source in pixels
+ * @param dataType 1 for `8u`, 3 for `8s`, 13 for `32f`
+ * @param channels 1 or 3
+ * @param pSize receives the bytes of the buffer
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null `pSize`
+ * - #nuvStatusBadSize a width less than 1
+ * - #nuvStatusBadChannelCount a count of channels other than 1 and 3
+ * - #nuvStatusBadDataType a type other than the three
+ * @{
+ */
+NUVCV_API NuvStatus nuviPyrDownGetBufSize_Gauss5x5(int32_t roiWidth, int32_t dataType,
+                                                   int32_t channels, int32_t* pSize);
+NUVCV_API NuvStatus nuviPyrUpGetBufSize_Gauss5x5(int32_t roiWidth, int32_t dataType,
+                                                 int32_t channels, int32_t* pSize);
+/** @} */
 
 // -------- Gaussian steps ends
 
