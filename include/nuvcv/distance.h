@@ -263,8 +263,6 @@ NUVCV_API NuvStatus nuviInpaintFree_8u_C3R(NuviInpaintState* pState);
 
 /** @} */
 
-// -------- inpainting ends
-
 #ifdef __cplusplus
 }
 #endif

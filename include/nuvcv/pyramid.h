@@ -98,8 +98,6 @@ NUVCV_API NuvStatus nuviPyrUpGetBufSize_Gauss5x5(int32_t roiWidth, int32_t dataT
                                                  int32_t channels, int32_t* pSize);
 /** @} */
 
-// -------- Gaussian steps ends
-
 /**
  * @name Pyramid record
  *
@@ -385,8 +383,6 @@ NUVCV_API NuvStatus nuviPyramidLayerUp_32f_C3R(const float* pSrc, int32_t srcSte
                                                NuviPyramidLayerState* pState);
 /** @} */
 
-// -------- layers ends
-
 /**
  * @name Sub-pixel copy
  *
@@ -504,11 +500,7 @@ NUVCV_API NuvStatus nuviCopySubpixIntersect_32f_C1R(const float* pSrc, int32_t s
                                                     NuviPoint* pMinPoint, NuviPoint* pMaxPoint);
 /** @} */
 
-// -------- sub-pixel copy ends
-
 // ANCHOR flow
-
-// -------- flow ends
 
 #ifdef __cplusplus
 }

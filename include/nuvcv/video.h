@@ -54,8 +54,6 @@ NUVCV_API NuvStatus nuviUpdateMotionHistory_32f_C1IR(const float* pSilhouette,
                                                      float timestamp, float duration);
 /** @} */
 
-// -------- motion history ends
-
 /**
  * @name Gaussian foreground model
  *
@@ -129,8 +127,6 @@ NUVCV_API NuvStatus nuviForegroundGaussian_8u_C3R(const uint8_t* pSrc, int32_t s
 NUVCV_API NuvStatus nuviForegroundGaussianFree_8u_C1R(NuviForegroundGaussianState* pState);
 NUVCV_API NuvStatus nuviForegroundGaussianFree_8u_C3R(NuviForegroundGaussianState* pState);
 /** @} */
-
-// -------- Gaussian model ends
 
 /**
  * @name Histogram foreground model
@@ -206,8 +202,6 @@ NUVCV_API NuvStatus nuviForegroundHistogramUpdate_8u_C3R(const uint8_t* pSrc, in
 NUVCV_API NuvStatus nuviForegroundHistogramFree_8u_C1R(NuviForegroundHistogramState* pState);
 NUVCV_API NuvStatus nuviForegroundHistogramFree_8u_C3R(NuviForegroundHistogramState* pState);
 /** @} */
-
-// -------- histogram model ends
 
 #ifdef __cplusplus
 }
