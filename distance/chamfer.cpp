@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "core/check.h"
 #include "core/image.h"
@@ -198,18 +199,20 @@ class Passes {
     return carry;
   }
 
+  // Each lane gets what `by` lanes before it holds, the limit where there is none.
+  template <int32_t by, class V, int... lane>
+  static V movedLanes(V distances, std::integer_sequence<int, lane...>) {
+    return __builtin_shufflevector(distances, broadcast<V>(limit<T>),
+                                   (lane - by >= 0 && lane - by < lanes ? lane - by : lanes)...);
+  }
+
   template <int32_t direction, int32_t steps, class V>
   V spreadLanes(V distances) const {
     if constexpr (steps == lanes) {
       return distances;
     } else {
-      constexpr auto from = [](int32_t lane) {
-        const int32_t at = lane - direction * steps;
-        return static_cast<T>(at >= 0 && at < lanes ? at : lanes);
-      };
-      V indices;
-      for (int32_t lane = 0; lane < lanes; ++lane) indices[lane] = from(lane);
-      const V moved = __builtin_shuffle(distances, broadcast<V>(limit<T>), indices);
+      const V moved =
+          movedLanes<direction * steps>(distances, std::make_integer_sequence<int, lanes>());
       const T metric = ramp_[steps - 1];
       return spreadLanes<direction, 2 * steps>(minimum(distances, longer(moved, metric)));
     }

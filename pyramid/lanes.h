@@ -36,7 +36,7 @@ inline Lanes<Sum> gatherLanes(const Sum* from, const int32_t* index) {
   } else {
     // The form without a mask draws a warning about what it starts from.
     const F64x4 zero = {};
-    const auto all = reinterpret_cast<__m256d>(zero == zero);
+    const auto all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
     return _mm256_mask_i32gather_pd(zero, from, load<__m128i>(index), all, sizeof(Sum));
   }
 #else

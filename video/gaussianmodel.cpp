@@ -263,7 +263,8 @@ void foregroundRow(const Learner<channels>& learner, const Pixel<channels>* fram
     foreground[i] = learner(mixture, x) ? 255 : 0;
     mixtures.used[i] = static_cast<uint8_t>(mixture.used);
     for (int c = 0; c < channels; ++c) {
-      background[i].value[c] = static_cast<uint8_t>(0.5 + mixture[0].mean[c]);
+      const double raised = 0.5 + mixture[0].mean[c];
+      background[i].value[c] = static_cast<uint8_t>(raised);
     }
   }
 }

@@ -121,7 +121,7 @@ bool isForeground(const List& list, const Belief& belief, const uint8_t* pixel) 
 
 // `entering` moved into lane 0 and the lanes of `v` moved up by one, the last one falling off.
 inline F32x8 moveUp(F32x8 entering, F32x8 v) {
-  return __builtin_shuffle(entering, v, S32x8{7, 8, 9, 10, 11, 12, 13, 14});
+  return __builtin_shufflevector(entering, v, 7, 8, 9, 10, 11, 12, 13, 14);
 }
 
 // Puts `entering` in place of entry `position` and what stood from there on one place back.

@@ -500,7 +500,82 @@ NUVCV_API NuvStatus nuviCopySubpixIntersect_32f_C1R(const float* pSrc, int32_t s
                                                     NuviPoint* pMinPoint, NuviPoint* pMaxPoint);
 /** @} */
 
-// ANCHOR flow
+/**
+ * @name Pyramidal Lucas-Kanade flow
+ *
+ * Follows points from one image to another on square windows, from the coarsest level of two
+ * pyramids down to the base (B. D. Lucas and T. Kanade, "An iterative image registration
+ * technique", 1981; J.-Y. Bouguet, "Pyramidal implementation of the Lucas Kanade feature tracker",
+ * 2000). On each level a point takes steps by the normal equations of its window until a step is
+ * shorter than `threshold`, undoes the one before it (then half of it is kept), or `maxIter` steps
+ * are taken. Pixels outside an image are left out of the window.
+ *
+ * A point is lost where nothing of its window lies in both images, or the equations have no
+ * solution (a flat window). `8u` windows have 7 fraction bits; `16u` and `32f` windows are floats.
+ * Levels of at most the state's size get derivatives of the whole image, larger ones derivatives of
+ * each window.
+ *
+ * @param ppState receives the state; untouched on failure
+ * @param roiSize the largest level that gets derivatives of the whole image, in pixels
+ * @param winSize side of the window in pixels, at least 1; for a run that of its state
+ * @param hint any value; kept and not used
+ * @param pState a state of the pixel type; it serves one run at a time
+ * @param pPyr1 the pyramid of the first image, which also tells the sizes and rates of both
+ * @param pPyr2 the pyramid of the second image
+ * @param pPrevPoints `numPoints` points of the first image, in pixels of the base
+ * @param pNextPoints their first estimates in the second image, often the same points; they become
+ *        the results. A point lost to a flat window keeps the result of the level before.
+ * @param pStatus for each point 0, or the number of the level at which it was lost plus 1;
+ *        `maxLevel` + 1 also for all points if the pyramid has no such level
+ * @param pError for each point the root of the mean squared difference of both windows in grey
+ *        levels, 0 for a lost one
+ * @param numPoints the number of points, at least 1
+ * @param maxLevel the level to begin with, 0 for the base alone; the pyramids have it
+ * @param maxIter the most steps on a level, at least 1
+ * @param threshold the length of a step that ends a level, in pixels of the level, at least 0
+ *
+ * @return In the order of the checks; a failed call writes nothing:
+ * - #nuvStatusNullPointer a null argument
+ * - #nuvStatusBadSize (InitAlloc) a window, width or height less than 1
+ * - #nuvStatusNoMemory (InitAlloc) the state did not fit into memory
+ * - #nuvStatusBadSize less than one point, then a window other than the state's
+ * - #nuvStatusBadArgument a negative `maxLevel`, no iterations, or a negative threshold
+ *
+ * Spreads the points over as many threads as the state was made with, at most; the results do not
+ * depend on their number.
+ * @{
+ */
+NUVCV_API NuvStatus nuviOpticalFlowPyrLKInitAlloc_8u_C1R(NuviOptFlowPyrLKState** ppState,
+                                                         NuviSize roiSize, int32_t winSize,
+                                                         int32_t hint);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLKInitAlloc_16u_C1R(NuviOptFlowPyrLKState** ppState,
+                                                          NuviSize roiSize, int32_t winSize,
+                                                          int32_t hint);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLKInitAlloc_32f_C1R(NuviOptFlowPyrLKState** ppState,
+                                                          NuviSize roiSize, int32_t winSize,
+                                                          int32_t hint);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLK_8u_C1R(const NuviPyramid* pPyr1, const NuviPyramid* pPyr2,
+                                                const NuviPoint32f* pPrevPoints,
+                                                NuviPoint32f* pNextPoints, uint8_t* pStatus,
+                                                float* pError, int32_t numPoints, int32_t winSize,
+                                                int32_t maxLevel, int32_t maxIter, float threshold,
+                                                NuviOptFlowPyrLKState* pState);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLK_16u_C1R(const NuviPyramid* pPyr1, const NuviPyramid* pPyr2,
+                                                 const NuviPoint32f* pPrevPoints,
+                                                 NuviPoint32f* pNextPoints, uint8_t* pStatus,
+                                                 float* pError, int32_t numPoints, int32_t winSize,
+                                                 int32_t maxLevel, int32_t maxIter, float threshold,
+                                                 NuviOptFlowPyrLKState* pState);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLK_32f_C1R(const NuviPyramid* pPyr1, const NuviPyramid* pPyr2,
+                                                 const NuviPoint32f* pPrevPoints,
+                                                 NuviPoint32f* pNextPoints, uint8_t* pStatus,
+                                                 float* pError, int32_t numPoints, int32_t winSize,
+                                                 int32_t maxLevel, int32_t maxIter, float threshold,
+                                                 NuviOptFlowPyrLKState* pState);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLKFree_8u_C1R(NuviOptFlowPyrLKState* pState);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLKFree_16u_C1R(NuviOptFlowPyrLKState* pState);
+NUVCV_API NuvStatus nuviOpticalFlowPyrLKFree_32f_C1R(NuviOptFlowPyrLKState* pState);
+/** @} */
 
 #ifdef __cplusplus
 }
