@@ -12,12 +12,12 @@
 #include "core/image.h"
 #include "core/scratch.h"
 #include "nuvcv/segment.h"
+#include "segment/levelqueue.h"
 
 namespace nuv {
 namespace {
 
 enum Method : int32_t { queueMethod = 1, sweepMethod = 2 };
-enum Lines : int32_t { fourNeighbourLines = 64, eightNeighbourLines = 128 };
 
 // The label of lines between regions is the type's top value.
 template <class T>
@@ -28,71 +28,8 @@ bool isProper(T label) {
   return label != 0 && label != lineLabel<T>;
 }
 
-// The neighbours in the order in which all choices of the queue method are made: west, east, north,
-// south, then the diagonals.
-constexpr int32_t stepX[] = {-1, 1, 0, 0, -1, 1, -1, 1};
-constexpr int32_t stepY[] = {0, 0, -1, 1, -1, -1, 1, 1};
 // Where a neighbour finds the pixel that it was reached from.
 constexpr int32_t opposite[] = {1, 0, 3, 2, 7, 6, 5, 4};
-
-// First-in first-out lists of pixels, one for each level of the relief, in nodes of 12 bytes. A
-// pixel is queued once, so there are never more nodes than pixels; used ones are taken again first.
-class LevelQueue {
- public:
-  struct Node {
-    int32_t next;
-    int32_t x, y;
-  };
-
-  explicit LevelQueue(Node* nodes) : nodes_(nodes) {
-    for (List& list : levels_) list = {none, none};
-  }
-
-  void append(int32_t level, int32_t x, int32_t y) {
-    int32_t node = free_;
-    if (node == none) {
-      node = used_++;
-    } else {
-      free_ = nodes_[node].next;
-    }
-    nodes_[node] = {none, x, y};
-    List& list = levels_[level];
-    if (list.head == none) {
-      list.head = node;
-    } else {
-      nodes_[list.tail].next = node;
-    }
-    list.tail = node;
-  }
-
-  // The first level from `level` on that has pixels, or levelCount.
-  int32_t nextLevel(int32_t level) const {
-    while (level < levelCount && levels_[level].head == none) ++level;
-    return level;
-  }
-
-  Node take(int32_t level) {
-    const int32_t node = levels_[level].head;
-    const Node taken = nodes_[node];
-    levels_[level].head = taken.next;
-    nodes_[node].next = free_;
-    free_ = node;
-    return taken;
-  }
-
-  static constexpr int32_t levelCount = 257;
-
- private:
-  static constexpr int32_t none = -1;
-  struct List {
-    int32_t head, tail;
-  };
-
-  List levels_[levelCount];
-  Node* nodes_;
-  int32_t free_ = none;
-  int32_t used_ = 0;
-};
 
 template <class T>
 int64_t queueBytes(NuviSize size) {
@@ -104,7 +41,8 @@ template <class T>
 void growFromQueue(Image<const uint8_t> src, Image<T> markers, NuviSize size, int32_t neighbours,
                    int32_t lineNeighbours, uint8_t* buffer) {
   Scratch scratch(buffer, queueBytes<T>(size));
-  LevelQueue queue(scratch.take<LevelQueue::Node>(int64_t{size.width} * size.height));
+  const int64_t pixels = int64_t{size.width} * size.height;
+  LevelQueue queue(scratch.take<uint8_t>(12 * pixels), pixels);
 
   // The labels with a frame of lines around them, which stops the growth at the edges.
   const ptrdiff_t mapWidth = ptrdiff_t{size.width} + 2;
@@ -124,7 +62,7 @@ void growFromQueue(Image<const uint8_t> src, Image<T> markers, NuviSize size, in
       if (*pixel == 0) continue;
       for (int32_t i = 0; i < neighbours; ++i) {
         if (pixel[offset[i]] == 0) {
-          queue.append(src.row(y)[x], x, y);
+          queue.append(src.row(y)[x], {x, y});
           break;
         }
       }
@@ -154,14 +92,14 @@ void growFromQueue(Image<const uint8_t> src, Image<T> markers, NuviSize size, in
   };
   int32_t level = 0;
   while ((level = queue.nextLevel(level)) < LevelQueue::levelCount) {
-    const LevelQueue::Node node = queue.take(level);
-    T* const pixel = mapRow(node.y) + node.x;
+    const LevelQueue::Pixel at = queue.take(level);
+    T* const pixel = mapRow(at.y) + at.x;
     const T label = *pixel;
     for (int32_t i = 0; i < neighbours; ++i) {
       T* const neighbour = pixel + offset[i];
       if (*neighbour != 0) continue;
-      const int32_t x = node.x + stepX[i], y = node.y + stepY[i];
-      queue.append(std::max<int32_t>(src.row(y)[x], level), x, y);
+      const int32_t x = at.x + stepX[i], y = at.y + stepY[i];
+      queue.append(std::max<int32_t>(src.row(y)[x], level), {x, y});
       *neighbour = label;
       drawLine(neighbour, opposite[i]);
     }
