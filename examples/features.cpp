@@ -6,62 +6,19 @@
 #include <iomanip>
 #include <iostream>
 
+#include "support/corners.h"
 #include "support/picture.h"
 #include "support/program.h"
 
 namespace {
 
+using example::bufferOf;
 using example::Picture;
 
 constexpr size_t cornersShown = 100;
 constexpr int32_t linesShown = 12;
 
 NuviSize sizeOf(const Picture& picture) { return {picture.width, picture.height}; }
-
-// A size function's answer as a buffer.
-template <class SizeFunction>
-std::vector<uint8_t> bufferOf(SizeFunction size) {
-  int32_t bytes = 0;
-  example::check(size(&bytes), "a size function");
-  return std::vector<uint8_t>(static_cast<size_t>(bytes));
-}
-
-// The peaks of the smaller eigenvalue above a hundredth of its maximum, strongest first.
-std::vector<NuviPoint> findCorners(const Picture& picture) {
-  const NuviSize size = sizeOf(picture);
-  const int32_t step = picture.width * static_cast<int32_t>(sizeof(float));
-  std::vector<float> measure(picture.pixels.size());
-  auto buffer = bufferOf(
-      [&](int32_t* bytes) { return nuviMinEigenValGetBufferSize_8u32f_C1R(size, 3, 5, bytes); });
-  example::check(nuviMinEigenVal_8u32f_C1R(picture.pixels.data(), picture.step(), measure.data(),
-                                           step, size, 0, 3, 5, buffer.data()),
-                 "nuviMinEigenVal_8u32f_C1R");
-
-  float greatest = 0.0f;
-  example::check(
-      nuviMinMaxIndx_32f_C1R(measure.data(), step, size, nullptr, &greatest, nullptr, nullptr),
-      "nuviMinMaxIndx_32f_C1R");
-  std::vector<NuviPoint> corners(measure.size());
-  int32_t count = 0;
-  if (std::min(picture.width, picture.height) >= 6 && greatest > 0.0f) {
-    buffer = bufferOf([&](int32_t* bytes) {
-      return nuviFindPeaks3x3GetBufferSize_32f_C1R(picture.width, bytes);
-    });
-    example::check(
-        nuviFindPeaks3x3_32f_C1R(measure.data(), step, size, 0.01f * greatest, corners.data(),
-                                 static_cast<int32_t>(corners.size()), &count, 0, 3, buffer.data()),
-        "nuviFindPeaks3x3_32f_C1R");
-  }
-  corners.resize(static_cast<size_t>(count));
-  const auto strength = [&](const NuviPoint& p) {
-    return measure[static_cast<size_t>(p.y) * static_cast<size_t>(picture.width) +
-                   static_cast<size_t>(p.x)];
-  };
-  std::stable_sort(corners.begin(), corners.end(), [&](const NuviPoint& a, const NuviPoint& b) {
-    return strength(a) > strength(b);
-  });
-  return corners;
-}
 
 // Edges where the gradient is steeper than four times its mean, with the derivatives' signs as the
 // detector needs them: right minus left, below minus above.
@@ -144,7 +101,7 @@ void findFeatures(const std::filesystem::path& file, const std::filesystem::path
   Picture drawn = example::readPng(file, example::Colour::rgb);
 
   std::vector<NuviPoint> corners;
-  const double cornerTime = example::milliseconds([&] { corners = findCorners(grey); });
+  const double cornerTime = example::milliseconds([&] { corners = example::findCorners(grey); });
   Picture edges;
   std::vector<NuviPointPolar> lines;
   const double lineTime = example::milliseconds([&] {

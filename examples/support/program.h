@@ -39,6 +39,14 @@ std::filesystem::path shipped(const std::string& name);
 // Throws an Error if a call of the library failed.
 void check(NuvStatus status, const std::string& call);
 
+// A size function's answer as a buffer.
+template <class SizeFunction>
+std::vector<uint8_t> bufferOf(SizeFunction size) {
+  int32_t bytes = 0;
+  check(size(&bytes), "a size function");
+  return std::vector<uint8_t>(static_cast<size_t>(bytes));
+}
+
 // How long call() takes: the best of several runs, since the first one also starts threads and maps
 // memory. A call that changes what it works on is timed with one run.
 template <class Call>
