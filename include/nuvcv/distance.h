@@ -192,6 +192,25 @@ NUVCV_API NuvStatus nuviFastMarching_8u32f_C1R(const uint8_t* pSrc, int32_t srcS
  * The picture's gradient is made of differences of known pixels: twice s(x + 1) - s(x - 1), or the
  * single difference to the one of the two that is known and inside the picture, or 0.
  *
+ * @param ppState receives the state; untouched on failure
+ * @param pDist first cell of the distance plane, normally that of nuviFastMarching_8u32f_C1R() of
+ *        the mask: pixels are filled in the order of their distance, equal ones in raster order.
+ *        Masked pixels with a distance that is not above 0 are never filled, nor read to fill
+ *        others.
+ * @param distStep its row step in bytes
+ * @param pMask first cell of the mask: what is not 0 is to be filled. It is read, as is `pDist`,
+ *        when the state is made, and not kept.
+ * @param maskStep its row step in bytes
+ * @param radius how far known pixels are gathered, in pixels, at least 1
+ * @param mode 0 or 1
+ * @param pSrc first pixel of the picture
+ * @param srcStep its row step in bytes
+ * @param pDst first pixel of the result, a copy with the masked pixels filled; may be the picture
+ *        itself
+ * @param dstStep its row step in bytes
+ * @param roiSize the size of all images, in pixels: for a call with a state, that of the state
+ * @param pState a state made for the same number of channels
+ *
  * @return In the order of the checks, which is that of this list; a failed call writes nothing.
  *         nuviInpaintInitAlloc:
  * - #nuvStatusNullPointer `pMask`, `pDist` or `ppState` is null
@@ -209,56 +228,23 @@ NUVCV_API NuvStatus nuviFastMarching_8u32f_C1R(const uint8_t* pSrc, int32_t srcS
  *         nuviInpaintFree:
  * - #nuvStatusNullPointer a null state
  *
- * All forms run on the calling thread.
+ * All forms run on the calling thread. A call writes the state's work memory: a state serves one
+ * call at a time.
  * @{
- */
-
-/**
- * Makes a state. The mask and the distance plane are read here and not kept.
- *
- * @param ppState where the new state's address goes; nuviInpaintFree_8u_C1R() or its C3 form
- *                releases it
- * @param pDist first cell of the distance plane, normally that of nuviFastMarching_8u32f_C1R() of
- *              the mask: pixels are filled in the order of their distance, equal ones in raster
- *              order. Masked pixels with a distance that is not above 0 are never filled, nor read
- *              to fill others.
- * @param distStep its row step in bytes
- * @param pMask first cell of the mask: what is not 0 is to be filled
- * @param maskStep its row step in bytes
- * @param roiSize the size of both, in pixels
- * @param radius how far known pixels are gathered, in pixels, at least 1
- * @param mode 0 or 1
  */
 NUVCV_API NuvStatus nuviInpaintInitAlloc_8u_C1R(NuviInpaintState** ppState, const float* pDist,
                                                 int32_t distStep, const uint8_t* pMask,
                                                 int32_t maskStep, NuviSize roiSize, float radius,
                                                 int32_t mode);
-/** Makes a state for three channels; see nuviInpaintInitAlloc_8u_C1R(). */
 NUVCV_API NuvStatus nuviInpaintInitAlloc_8u_C3R(NuviInpaintState** ppState, const float* pDist,
                                                 int32_t distStep, const uint8_t* pMask,
                                                 int32_t maskStep, NuviSize roiSize, float radius,
                                                 int32_t mode);
-
-/**
- * Copies a picture and fills the masked pixels of the copy. The state's work memory is written: it
- * serves one call at a time.
- *
- * @param pSrc first pixel of the picture
- * @param srcStep its row step in bytes
- * @param pDst first pixel of the result, which may be the picture itself
- * @param dstStep its row step in bytes
- * @param roiSize the size of both, in pixels: that of the state
- * @param pState a state made for the same number of channels
- */
 NUVCV_API NuvStatus nuviInpaint_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
                                        int32_t dstStep, NuviSize roiSize, NuviInpaintState* pState);
-/** Fills a picture of three channels; see nuviInpaint_8u_C1R(). */
 NUVCV_API NuvStatus nuviInpaint_8u_C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
                                        int32_t dstStep, NuviSize roiSize, NuviInpaintState* pState);
-
-/** Releases a state. */
 NUVCV_API NuvStatus nuviInpaintFree_8u_C1R(NuviInpaintState* pState);
-/** Releases a state for three channels. */
 NUVCV_API NuvStatus nuviInpaintFree_8u_C3R(NuviInpaintState* pState);
 
 /** @} */

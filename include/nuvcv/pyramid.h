@@ -292,6 +292,16 @@ NUVCV_API NuvStatus nuviPyramidLayerDown_32f_C3R(const float* pSrc, int32_t srcS
  * As the state of a step down, with the same treatment of the kernel, the same checks and statuses.
  * It serves every layer of a pyramid with one rate. `dstSize`, the size of the largest result in
  * pixels, is checked and sets no limit: each step up allocates its own work memory.
+ *
+ * @param ppState receives the state
+ * @param dstSize size of the largest result in pixels
+ * @param rate scale between the layers, above 1.0 and at most 10.0
+ * @param pKernel the smoothing kernel of both directions
+ * @param kernelSize its entries, odd and at least 3
+ * @param mode 2, linear interpolation
+ * @param pState a state, to be released
+ *
+ * @return as for a step down, nuviPyramidLayerDownInitAlloc_8u_C1R()
  * @{
  */
 NUVCV_API NuvStatus nuviPyramidLayerUpInitAlloc_8u_C1R(NuviPyramidLayerState** ppState,
