@@ -138,6 +138,7 @@ constexpr uint8_t eikonalGain[64] = {19, 18, 18, 17, 17, 16, 16, 15, 15, 14, 14,
                                      6,  5,  5,  5,  4,  4,  4,  4,  3,  3,  3,  3,  2,  2,  2,  2,
                                      2,  1,  1,  1,  1,  1,  1,  1,  0,  0,  0,  0,  0,  0,  0,  0};
 
+// The sweep method works on keys and directions alone: labels follow their directions at the end.
 template <class T>
 class Sweeps {
  public:
@@ -151,33 +152,41 @@ class Sweeps {
                : norm == 3 ? 63
                            : 0),
         diagonal_(norm == 2 ? 14 : 0),
-        stride_(size.width) {
-    const ptrdiff_t pixels = stride_ * size.height;
+        stride_(ptrdiff_t{size.width} + 2),
+        blocks_((size.width + blockSize - 1) / blockSize) {
+    // Around the keys stands a frame without keys: no neighbour is missing.
+    const ptrdiff_t rows = ptrdiff_t{size.height} + 2;
     Scratch scratch(buffer, queueBytes<T>(size));
-    keys_ = scratch.take<int32_t>(pixels);
-    next_ = scratch.take<int32_t>(pixels);
-    directions_ = scratch.take<uint8_t>(pixels);
+    keys_ = scratch.take<int32_t>(stride_ * rows) + stride_ + 1;
+    directions_ = scratch.take<uint8_t>(int64_t{size.width} * size.height);
+    stale_ = scratch.take<uint8_t>(int64_t{blocks_} * size.height);
+    std::fill(keys_ - stride_ - 1, keys_ - stride_ - 1 + stride_ * rows, noKey);
   }
 
   void run() {
     for (int32_t y = 0; y < size_.height; ++y) {
       initialise(y);
-      sweepRow(y, y > 0 ? y - 1 : y, northWest, north, northEast);
+      sweepRow(y, -1);
     }
-    for (int32_t y = size_.height - 1; y >= 0; --y) {
-      sweepRow(y, y + 1 < size_.height ? y + 1 : y, southWest, south, southEast);
-    }
+    for (int32_t y = size_.height - 1; y >= 0; --y) sweepRow(y, 1);
     correct();
+    followDirections();
   }
 
   void drawLines(int32_t neighbours) {
     constexpr Direction pairs[] = {east, south, southWest, southEast};
     for (int32_t y = 0; y < size_.height; ++y) {
+      T* const row = labels_.row(y);
+      const T* const below = labels_.row(std::min(y + 1, size_.height - 1));
       for (int32_t x = 0; x < size_.width; ++x) {
-        T& a = labels_.row(y)[x];
+        T& a = row[x];
+        const bool isInner = x > 0 && x + 1 < size_.width;
+        if (isInner && a == row[x + 1] && a == below[x] && a == below[x - 1] && a == below[x + 1]) {
+          continue;
+        }
         for (int32_t i = 0; i < neighbours / 2 && a != lineLabel<T>; ++i) {
           const int32_t otherX = x + directionX[pairs[i]], otherY = y + directionY[pairs[i]];
-          if (!isInside(otherX, otherY)) continue;
+          if (otherX < 0 || otherX >= size_.width || otherY >= size_.height) continue;
           T& b = labels_.row(otherY)[otherX];
           if (b == lineLabel<T> || b == a) continue;
           (keys(y)[x] <= keys(otherY)[otherX] ? b : a) = lineLabel<T>;
@@ -187,155 +196,185 @@ class Sweeps {
   }
 
  private:
-  // The best neighbour so far, before its step's last unit and the pixel's height are added. The
-  // earlier one wins ties.
-  struct Candidate {
-    int32_t key = std::numeric_limits<int32_t>::max();
-    Direction direction = notReached;
-    T label = 0;
-
-    void offer(int32_t otherKey, Direction otherDirection, T otherLabel) {
-      if (otherKey < key) *this = {otherKey, otherDirection, otherLabel};
-    }
-  };
+  // Of pixels of a row that are looked at together.
+  static constexpr int32_t blockSize = 64;
+  // Which of the rows beside a block has changed since the block was lowered from it.
+  enum Stale : uint8_t { fromAbove = 1, fromBelow = 2 };
 
   int32_t* keys(int32_t y) const { return keys_ + y * stride_; }
-  uint8_t* directions(int32_t y) const { return directions_ + y * stride_; }
-  bool isInside(int32_t x, int32_t y) const {
-    return x >= 0 && x < size_.width && y >= 0 && y < size_.height;
-  }
+  uint8_t* directions(int32_t y) const { return directions_ + int64_t{y} * size_.width; }
+  uint8_t* stale(int32_t y) const { return stale_ + int64_t{y} * blocks_; }
 
   void initialise(int32_t y) {
+    const T* const labels = labels_.row(y);
+    const uint8_t* const src = src_.row(y);
     for (int32_t x = 0; x < size_.width; ++x) {
-      const bool isMarker = labels_.row(y)[x] != 0;
-      keys(y)[x] = isMarker ? heightKey(src_.row(y)[x]) : noKey;
+      const bool isMarker = labels[x] != 0;
+      keys(y)[x] = isMarker ? heightKey(src[x]) : noKey;
       directions(y)[x] = isMarker ? marker : notReached;
     }
   }
 
-  // Lowers a pixel's key to what the candidate gives. False if that is not lower.
-  bool take(int32_t x, int32_t y, const Candidate& candidate) const {
-    if (candidate.key >= noKey) return false;
-    const int32_t key = std::max(candidate.key + 1, heightKey(src_.row(y)[x]));
+  // What the row `side` (above: -1, below: 1) offers to pixels, one step on, and from where: the
+  // first of its three neighbours, from the west on, that offers least.
+  void ask(int32_t y, int32_t side, int32_t first, int32_t count, int32_t* offers,
+           uint8_t* from) const {
+    const int32_t* const others = keys(y + side) + first;
+    const Direction fromWest = side < 0 ? northWest : southWest;
+    const Direction fromHere = side < 0 ? north : south;
+    const Direction fromEast = side < 0 ? northEast : southEast;
+    if (!corners_) {
+      for (int32_t i = 0; i < count; ++i) offers[i] = std::min(others[i] + axial_ + 1, noKey);
+      std::fill(from, from + count, static_cast<uint8_t>(fromHere));
+      return;
+    }
+    for (int32_t i = 0; i < count; ++i) {
+      const int32_t west = others[i - 1] + diagonal_, here = others[i] + axial_;
+      const int32_t east = others[i + 1] + diagonal_;
+      const int32_t least = std::min(west, here);
+      const int32_t direction = here < west ? fromHere : fromWest;
+      from[i] = static_cast<uint8_t>(east < least ? fromEast : direction);
+      offers[i] = std::min(std::min(least, east) + 1, noKey);
+    }
+  }
+
+  // One row from the row beside it: left to right with the west, which wins ties, then right to
+  // left. A marker's key is its height, and nothing is lower.
+  void sweepRow(int32_t y, int32_t side) const {
+    int32_t* const key = keys(y);
+    const uint8_t* const src = src_.row(y);
+    uint8_t* const direction = directions(y);
+    int32_t offers[blockSize], before[blockSize + 1];
+    uint8_t from[blockSize];
+    for (int32_t x = 0; x < size_.width; x += blockSize) {
+      const int32_t count = std::min(blockSize, size_.width - x);
+      ask(y, side, x, count, offers, from);
+      std::copy(key + x - 1, key + x + count, before);
+      if (eikonal_) {
+        walkEikonal(key + x, keys(y + side) + x, src + x, count, offers);
+      } else {
+        walkEast(key + x, src + x, count, offers);
+      }
+      for (int32_t i = 0; i < count; ++i) {
+        const bool isWest = key[x + i - 1] + axial_ + 1 <= offers[i];
+        const uint8_t chosen = isWest ? static_cast<uint8_t>(west) : from[i];
+        direction[x + i] = key[x + i] < before[i + 1] ? chosen : direction[x + i];
+      }
+    }
+    int32_t behind = noKey;
+    for (int32_t x = size_.width - 1; x >= 0; --x) {
+      const int32_t offered = std::max(behind + axial_ + 1, heightKey(src[x]));
+      direction[x] = offered < key[x] ? static_cast<uint8_t>(east) : direction[x];
+      behind = key[x] = std::min(key[x], offered);
+    }
+  }
+
+  // A key that is not lower stays; none is below its height, so that can be asked first.
+  void walkEast(int32_t* key, const uint8_t* src, int32_t count, const int32_t* offers) const {
+    int32_t lowest[blockSize], heights[blockSize];
+    for (int32_t i = 0; i < count; ++i) {
+      lowest[i] = std::min(offers[i], key[i]);
+      heights[i] = heightKey(src[i]);
+    }
+    int32_t behind = key[-1];
+    for (int32_t i = 0; i < count; ++i) {
+      behind = std::max(std::min(behind + axial_ + 1, lowest[i]), heights[i]);
+      key[i] = behind;
+    }
+  }
+
+  // Where the west and the other row's pixel are near to each other in time, the front comes from
+  // both and is earlier.
+  void walkEikonal(int32_t* key, const int32_t* others, const uint8_t* src, int32_t count,
+                   const int32_t* offers) const {
+    for (int32_t i = 0; i < count; ++i) {
+      int32_t offered = std::min(key[i - 1] + axial_ + 1, offers[i]);
+      const int32_t difference = std::abs(key[i - 1] - others[i]);
+      if (difference <= 63 && offered < noKey) offered -= eikonalGain[difference];
+      key[i] = std::min(key[i], std::max(offered, heightKey(src[i])));
+    }
+  }
+
+  // Rows downward and upward, each from the row before it where that has changed, until no key can
+  // be lowered. A key is always above the one that it came from, so directions never form a circle.
+  void correct() {
+    std::fill(stale_, stale_ + int64_t{blocks_} * size_.height, fromAbove);
+    for (bool goesOn = true; goesOn;) {
+      goesOn = false;
+      for (int32_t y = 0; y < size_.height; ++y) goesOn |= lowerRow(y, -1, fromAbove);
+      for (int32_t y = size_.height - 1; y >= 0; --y) goesOn |= lowerRow(y, 1, fromBelow);
+    }
+  }
+
+  bool lowerRow(int32_t y, int32_t side, Stale bit) {
+    bool isLowered = false;
+    for (int32_t block = 0; block < blocks_; ++block) {
+      uint8_t& flags = stale(y)[block];
+      if ((flags & bit) == 0) continue;
+      flags = static_cast<uint8_t>(flags & ~bit);
+      const int32_t x = block * blockSize, count = std::min(blockSize, size_.width - x);
+      int32_t offers[blockSize];
+      uint8_t from[blockSize];
+      ask(y, side, x, count, offers, from);
+      const int32_t* const key = keys(y) + x;
+      const uint8_t* const src = src_.row(y) + x;
+      int32_t any = 0;
+      for (int32_t i = 0; i < count; ++i) {
+        any |= std::max(offers[i], heightKey(src[i])) < key[i];
+      }
+      if (any == 0) continue;
+      for (int32_t i = 0; i < count; ++i) {
+        if (lower(x + i, y, offers[i], from[i])) spread(x + i, y);
+      }
+      isLowered = true;
+    }
+    return isLowered;
+  }
+
+  bool lower(int32_t x, int32_t y, int32_t offered, uint8_t from) {
+    const int32_t key = std::max(offered, heightKey(src_.row(y)[x]));
     if (key >= keys(y)[x]) return false;
     keys(y)[x] = key;
-    directions(y)[x] = candidate.direction;
-    labels_.row(y)[x] = candidate.label;
+    directions(y)[x] = from;
+    // The rows beside it have not seen this yet, nor the blocks that it touches at a corner.
+    for (const int32_t column : {std::max(x - 1, 0), std::min(x + 1, size_.width - 1)}) {
+      const int32_t block = column / blockSize;
+      const auto mark = [](uint8_t& flags, Stale bit) {
+        flags = static_cast<uint8_t>(flags | bit);
+      };
+      if (y > 0) mark(stale(y - 1)[block], fromBelow);
+      if (y + 1 < size_.height) mark(stale(y + 1)[block], fromAbove);
+    }
     return true;
   }
 
-  // One row from the row `from` beside it, whose pixels lie in the given directions, left to right
-  // with the west and then right to left. There is no such row if it is the row itself.
-  void sweepRow(int32_t y, int32_t from, Direction fromWest, Direction fromHere,
-                Direction fromEast) const {
-    const int32_t* const otherKeys = keys(from);
-    const T* const otherLabels = labels_.row(from);
-    const T* const labels = labels_.row(y);
+  // Hands a lowered key on along its row, both ways, as far as it lowers others.
+  void spread(int32_t x, int32_t y) {
     const int32_t* const key = keys(y);
-    const uint8_t* const direction = directions(y);
-    const bool hasOther = from != y;
-    for (int32_t x = 0; x < size_.width; ++x) {
-      if (direction[x] == marker) continue;
-      Candidate best;
-      if (x > 0) best.offer(key[x - 1] + axial_, west, labels[x - 1]);
-      if (hasOther && corners_ && x > 0) {
-        best.offer(otherKeys[x - 1] + diagonal_, fromWest, otherLabels[x - 1]);
-      }
-      if (hasOther) best.offer(otherKeys[x] + axial_, fromHere, otherLabels[x]);
-      if (hasOther && corners_ && x + 1 < size_.width) {
-        best.offer(otherKeys[x + 1] + diagonal_, fromEast, otherLabels[x + 1]);
-      }
-      if (eikonal_ && hasOther && x > 0) {
-        const int32_t difference = std::abs(key[x - 1] - otherKeys[x]);
-        if (difference <= 63 && best.key < noKey) best.key -= eikonalGain[difference];
-      }
-      take(x, y, best);
-    }
-    for (int32_t x = size_.width - 2; x >= 0; --x) {
-      if (direction[x] == marker) continue;
-      take(x, y, {key[x + 1] + axial_, east, labels[x + 1]});
-    }
+    for (int32_t i = x + 1; i < size_.width && lower(i, y, key[i - 1] + axial_ + 1, west);) ++i;
+    for (int32_t i = x - 1; i >= 0 && lower(i, y, key[i + 1] + axial_ + 1, east);) --i;
   }
 
-  // Lowers a pixel's key through the best of all its neighbours; where none is lower, the label
-  // follows the pixel that it came from. False if nothing changed.
-  bool correctPixel(int32_t x, int32_t y) const {
-    constexpr Direction order[] = {west,      north,     east,      south,
-                                   northWest, northEast, southWest, southEast};
-    Candidate best;
-    for (int32_t i = 0; i < (corners_ ? 8 : 4); ++i) {
-      const int32_t otherX = x + directionX[order[i]], otherY = y + directionY[order[i]];
-      if (!isInside(otherX, otherY)) continue;
-      best.offer(keys(otherY)[otherX] + (i < 4 ? axial_ : diagonal_), order[i],
-                 labels_.row(otherY)[otherX]);
-    }
-    if (take(x, y, best)) return true;
-    const uint8_t direction = directions(y)[x];
-    if (direction == notReached) return false;
-    const T label = labels_.row(y + directionY[direction])[x + directionX[direction]];
-    const bool changed = labels_.row(y)[x] != label;
-    labels_.row(y)[x] = label;
-    return changed;
-  }
-
-  // Until no key can be lowered and every label follows its direction. The pixels of a change wait
-  // in lists by their heights, the lowest first, until they have told their neighbours. A key is
-  // always above the one that it came from, so directions never form a circle and this comes to an
-  // end.
-  void correct() {
-    std::fill(next_, next_ + stride_ * size_.height, idle);
-    for (List& list : waiting_) list = {none, none};
+  // Each pixel takes the label at the end of its directions, and so do all on the way there.
+  void followDirections() {
     for (int32_t y = 0; y < size_.height; ++y) {
       for (int32_t x = 0; x < size_.width; ++x) {
-        if (directions(y)[x] != marker && correctPixel(x, y)) wait(x, y);
-      }
-    }
-    for (;;) {
-      while (lowest_ < levels && waiting_[lowest_].head == none) ++lowest_;
-      if (lowest_ == levels) return;
-      const int32_t pixel = waiting_[lowest_].head;
-      waiting_[lowest_].head = next_[pixel];
-      next_[pixel] = idle;
-      tellNeighbours(static_cast<int32_t>(pixel % stride_), static_cast<int32_t>(pixel / stride_));
-    }
-  }
-
-  void wait(int32_t x, int32_t y) {
-    const auto pixel = static_cast<int32_t>(y * stride_ + x);
-    if (next_[pixel] != idle) return;
-    next_[pixel] = none;
-    const int32_t level = keys(y)[x] >> 23;
-    List& list = waiting_[level];
-    (list.head == none ? list.head : next_[list.tail]) = pixel;
-    list.tail = pixel;
-    lowest_ = std::min(lowest_, level);
-  }
-
-  void tellNeighbours(int32_t x, int32_t y) {
-    for (int32_t i = east; i <= southEast; ++i) {
-      const bool isDiagonal = directionX[i] != 0 && directionY[i] != 0;
-      // A neighbour sees this pixel in the opposite direction.
-      const int32_t otherX = x - directionX[i], otherY = y - directionY[i];
-      if ((isDiagonal && !corners_) || !isInside(otherX, otherY)) continue;
-      uint8_t& direction = directions(otherY)[otherX];
-      if (direction == marker) continue;
-      const T label = labels_.row(y)[x];
-      T& otherLabel = labels_.row(otherY)[otherX];
-      const int32_t step = isDiagonal ? diagonal_ : axial_;
-      if (take(otherX, otherY, {keys(y)[x] + step, static_cast<Direction>(i), label})) {
-        wait(otherX, otherY);
-      } else if (direction == i && otherLabel != label) {
-        otherLabel = label;
-        wait(otherX, otherY);
+        if (labels_.row(y)[x] != 0 || directions(y)[x] == notReached) continue;
+        int32_t atX = x, atY = y;
+        const auto advance = [&] {
+          const uint8_t direction = directions(atY)[atX];
+          atX += directionX[direction];
+          atY += directionY[direction];
+        };
+        while (labels_.row(atY)[atX] == 0) advance();
+        const T label = labels_.row(atY)[atX];
+        for (atX = x, atY = y; labels_.row(atY)[atX] == 0;) {
+          labels_.row(atY)[atX] = label;
+          advance();
+        }
       }
     }
   }
-
-  static constexpr int32_t none = -1, idle = -2;
-  static constexpr int32_t levels = 256;
-  struct List {
-    int32_t head, tail;
-  };
 
   Image<const uint8_t> src_;
   Image<T> labels_;
@@ -345,11 +384,10 @@ class Sweeps {
   int32_t axial_;
   int32_t diagonal_;
   ptrdiff_t stride_;
+  int32_t blocks_;
   int32_t* keys_;
   uint8_t* directions_;
-  int32_t* next_;
-  List waiting_[levels];
-  int32_t lowest_ = levels;
+  uint8_t* stale_;
 };
 
 template <class T>
