@@ -56,33 +56,39 @@ Extent intersection(const Extent& a, const Extent& b) {
           std::min(a.bottom, b.bottom)};
 }
 
-// A square of `size` about `centre`; returns what of it lies in the image.
+// A square of `size` about `centre`, and in `known` what of it lies in the image. False if a layer
+// has no image or too small a step.
 struct Layer {
   const void* image;
   int32_t step;
   NuviSize size;
 };
-Extent takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, uint16_t* window,
-                  int32_t step, uint8_t) {
-  NuviPoint first, last;
-  nuviCopySubpixIntersect_8u16u_C1R_Sfs(static_cast<const uint8_t*>(layer.image), layer.step,
-                                        layer.size, window, step, {size, size}, centre, &first,
-                                        &last, -7);
-  return {first.x, first.y, last.x, last.y};
+bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, uint16_t* window,
+                int32_t step, uint8_t, Extent& known) {
+  NuviPoint first = {}, last = {};
+  const NuvStatus status = nuviCopySubpixIntersect_8u16u_C1R_Sfs(
+      static_cast<const uint8_t*>(layer.image), layer.step, layer.size, window, step, {size, size},
+      centre, &first, &last, -7);
+  known = {first.x, first.y, last.x, last.y};
+  return status == nuvStatusOk;
 }
-Extent takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window,
-                  int32_t step, uint16_t) {
-  NuviPoint first, last;
-  nuviCopySubpixIntersect_16u32f_C1R(static_cast<const uint16_t*>(layer.image), layer.step,
-                                     layer.size, window, step, {size, size}, centre, &first, &last);
-  return {first.x, first.y, last.x, last.y};
+bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window, int32_t step,
+                uint16_t, Extent& known) {
+  NuviPoint first = {}, last = {};
+  const NuvStatus status = nuviCopySubpixIntersect_16u32f_C1R(
+      static_cast<const uint16_t*>(layer.image), layer.step, layer.size, window, step, {size, size},
+      centre, &first, &last);
+  known = {first.x, first.y, last.x, last.y};
+  return status == nuvStatusOk;
 }
-Extent takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window,
-                  int32_t step, float) {
-  NuviPoint first, last;
-  nuviCopySubpixIntersect_32f_C1R(static_cast<const float*>(layer.image), layer.step, layer.size,
-                                  window, step, {size, size}, centre, &first, &last);
-  return {first.x, first.y, last.x, last.y};
+bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window, int32_t step,
+                float, Extent& known) {
+  NuviPoint first = {}, last = {};
+  const NuvStatus status = nuviCopySubpixIntersect_32f_C1R(static_cast<const float*>(layer.image),
+                                                           layer.step, layer.size, window, step,
+                                                           {size, size}, centre, &first, &last);
+  known = {first.x, first.y, last.x, last.y};
+  return status == nuvStatusOk;
 }
 
 // Sums over the window of products of the derivatives, and of these with the difference of the
@@ -116,9 +122,11 @@ class Windows {
         alignment);
   }
 
-  // The window of the first image about p, and where all its samples are from the image.
-  void takeFirst(const Layer& layer, NuviPoint32f p) {
-    Extent known = takeWindow(layer, p, size_ + 2, first_, stepBytes(first_), Pixel{});
+  // The window of the first image about p, and where all its samples are from the image. False if
+  // there is no such window.
+  bool takeFirst(const Layer& layer, NuviPoint32f p) {
+    Extent known;
+    if (!takeWindow(layer, p, size_ + 2, first_, stepBytes(first_), Pixel{}, known)) return false;
     const auto withoutMargin = [&](int32_t& low, int32_t& high) {
       if (low > 0) --low;
       high -= high > size_ ? 2 : 1;
@@ -126,12 +134,13 @@ class Windows {
     withoutMargin(known.left, known.right);
     withoutMargin(known.top, known.bottom);
     known_ = known;
+    return true;
   }
 
   const Extent& known() const { return known_; }
 
-  Extent takeSecond(const Layer& layer, NuviPoint32f q) {
-    return takeWindow(layer, q, size_, second_, stepBytes(second_), Pixel{});
+  bool takeSecond(const Layer& layer, NuviPoint32f q, Extent& known) {
+    return takeWindow(layer, q, size_, second_, stepBytes(second_), Pixel{}, known);
   }
 
   // The derivatives about p, from planes of the whole layer.
@@ -365,7 +374,9 @@ Outcome follow(Windows<Pixel>& windows, const Layer& second, const Limits& limit
   double previousX = static_cast<double>(second.size.width) + second.size.height;
   double previousY = previousX;
   for (int32_t iteration = 0; iteration < limits.maxIter; ++iteration) {
-    const Extent present = intersection(windows.known(), windows.takeSecond(second, q));
+    Extent known;
+    if (!windows.takeSecond(second, q, known)) return Outcome::lost;
+    const Extent present = intersection(windows.known(), known);
     if (present.isEmpty()) return Outcome::outside;
     if (iteration == 0 || !(present == extent)) {
       windows.template sum<true>(present, sums);
@@ -466,8 +477,16 @@ struct GradientPlanes {
   }
 
  private:
+  // A layer that no window can be taken of is not read.
   void convertLayer(const Layer& layer) const {
-    const Image<const uint16_t> from(static_cast<const uint16_t*>(layer.image), layer.step);
+    const auto* const pixels = static_cast<const uint16_t*>(layer.image);
+    const NuvStatus status = Check()
+                                 .pointers(pixels)
+                                 .step(pixels, layer.step, layer.size.width)
+                                 .elementMultiple(pixels, layer.step)
+                                 .status();
+    if (status != nuvStatusOk) return;
+    const Image<const uint16_t> from(pixels, layer.step);
     const Image<float> to(converted, step);
     for (int32_t y = 0; y < layer.size.height; ++y) {
       std::copy(from.row(y), from.row(y) + layer.size.width, to.row(y));
@@ -550,10 +569,12 @@ class Run {
     const double rate = first_.rates[level];
     const NuviPoint32f p = scaled(prevPoints_[i], rate);
     NuviPoint32f q = scaled(nextPoints_[i], rate);
-    windows.takeFirst(layerOf(first_, level), p);
-    windows.sampleGradients(planes.alongX, planes.alongY, planes.step, p);
     Extent extent = {};
-    const Outcome outcome = follow(windows, layerOf(second_, level), limits_, q, extent);
+    Outcome outcome = Outcome::lost;
+    if (windows.takeFirst(layerOf(first_, level), p)) {
+      windows.sampleGradients(planes.alongX, planes.alongY, planes.step, p);
+      outcome = follow(windows, layerOf(second_, level), limits_, q, extent);
+    }
     status_[i] = static_cast<uint8_t>(outcome == Outcome::found ? level : level + 1);
     error_[i] = outcome == Outcome::found ? errorOf(windows, extent) : 0.0f;
     if (outcome != Outcome::lost)
@@ -566,9 +587,12 @@ class Run {
     NuviPoint32f q = scaled(nextPoints_[i], first_.rates[top]);
     Extent extent = {};
     for (int32_t level = top; level >= 0; --level) {
-      windows.takeFirst(layerOf(first_, level), scaled(prevPoints_[i], first_.rates[level]));
-      windows.deriveGradients();
-      const Outcome outcome = follow(windows, layerOf(second_, level), limits_, q, extent);
+      const NuviPoint32f p = scaled(prevPoints_[i], first_.rates[level]);
+      Outcome outcome = Outcome::lost;
+      if (windows.takeFirst(layerOf(first_, level), p)) {
+        windows.deriveGradients();
+        outcome = follow(windows, layerOf(second_, level), limits_, q, extent);
+      }
       if (outcome != Outcome::found) {
         status_[i] = static_cast<uint8_t>(level + 1);
         error_[i] = 0.0f;

@@ -40,12 +40,12 @@ double texture(double x, double y) {
          25 * std::sin(0.03 * x + 0.19 * y + 2) + 20 * std::sin(0.22 * x - 0.04 * y);
 }
 
-// Levels of half the size, each sampled from the texture itself.
+// Levels of half the size, or of another rate, each sampled from the texture itself.
 template <class T>
 class Pyramid {
  public:
-  Pyramid(NuviSize base, int32_t level, double dx, double dy) {
-    EXPECT_EQ(nuvStatusOk, nuviPyramidInitAlloc(&record_, level, base, 2.0f));
+  Pyramid(NuviSize base, int32_t level, double dx, double dy, float rate = 2.0f) {
+    EXPECT_EQ(nuvStatusOk, nuviPyramidInitAlloc(&record_, level, base, rate));
     for (int32_t i = 0; i <= level; ++i) {
       const double scale = 1 / record_->rates[i];
       images_.push_back(std::make_unique<TestImage<T>>(record_->sizes[i], 1, i));
@@ -350,6 +350,43 @@ TYPED_TEST(Flow, MatchesReference) {
           ASSERT_NE(0, status[5]);
           ASSERT_EQ(nuvStatusOk, Forms<T>::free(state));
         });
+      }
+    }
+  }
+}
+
+// Where a level has no image, or one with too small or an odd step, all points are lost there and
+// stay where they were; the levels above it count.
+TYPED_TEST(Flow, LosesPointsAtALevelWithoutAnImage) {
+  using T = TypeParam;
+  const NuviSize base = {91, 70};
+  for (const NuviSize largest : {base, NuviSize{2, 2}}) {
+    for (const int at : {0, 1}) {
+      for (const int fault : {0, 1, 2, 3, 4, 5}) {
+        Pyramid<T> first(base, 1, 0, 0, 1.7f), second(base, 1, 0.4, 0.3, 1.7f);
+        const Pyramid<T>& faulty = fault % 2 == 0 ? first : second;
+        if (fault / 2 == 0) faulty->images[at] = nullptr;
+        if (fault / 2 == 1) faulty->steps[at] = faulty->sizes[at].width * sizeof(T) - 1;
+        if (fault / 2 == 2) {
+          if (sizeof(T) == 1) continue;
+          faulty->steps[at] += 1;
+        }
+        NuviOptFlowPyrLKState* state = nullptr;
+        ASSERT_EQ(nuvStatusOk, Forms<T>::make(&state, largest, 9, 0));
+        const NuviPoint32f prev[] = {{30.1f, 20.7f}, {44.3f, 33.9f}, {60.9f, 41.3f}};
+        NuviPoint32f next[] = {prev[0], prev[1], prev[2]};
+        uint8_t status[3] = {77, 77, 77};
+        float error[3] = {-1, -1, -1};
+        ASSERT_EQ(nuvStatusOk, Forms<T>::run(first.get(), second.get(), prev, next, status, error,
+                                             3, 9, 1, 10, 0.01f, state));
+        for (int i = 0; i < 3; ++i) {
+          SCOPED_TRACE(fault);
+          EXPECT_EQ(at + 1, status[i]);
+          EXPECT_EQ(0.0f, error[i]);
+          const bool isMoved = next[i].x != prev[i].x || next[i].y != prev[i].y;
+          EXPECT_EQ(at == 0 && largest.width == base.width, isMoved);
+        }
+        ASSERT_EQ(nuvStatusOk, Forms<T>::free(state));
       }
     }
   }

@@ -521,7 +521,8 @@ NUVCV_API NuvStatus nuviCopySubpixIntersect_32f_C1R(const float* pSrc, int32_t s
  * are taken. Pixels outside an image are left out of the window.
  *
  * A point is lost where nothing of its window lies in both images, or the equations have no
- * solution (a flat window). `8u` windows have 7 fraction bits; `16u` and `32f` windows are floats.
+ * solution (a flat window), or a level has no image or a step that does not fit its row. `8u`
+ * windows have 7 fraction bits; `16u` and `32f` windows are floats.
  * Levels of at most the state's size get derivatives of the whole image, larger ones derivatives of
  * each window.
  *
@@ -534,7 +535,8 @@ NUVCV_API NuvStatus nuviCopySubpixIntersect_32f_C1R(const float* pSrc, int32_t s
  * @param pPyr2 the pyramid of the second image
  * @param pPrevPoints `numPoints` points of the first image, in pixels of the base
  * @param pNextPoints their first estimates in the second image, often the same points; they become
- *        the results. A point lost to a flat window keeps the result of the level before.
+ *        the results. A point lost otherwise than to an empty overlap keeps the result of the last
+ *        level before that had derivatives of the whole image, or else its first estimate.
  * @param pStatus for each point 0, or the number of the level at which it was lost plus 1;
  *        `maxLevel` + 1 also for all points if the pyramid has no such level
  * @param pError for each point the root of the mean squared difference of both windows in grey
