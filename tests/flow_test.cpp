@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <png.h>
 
 #include <cmath>
 #include <memory>
@@ -407,6 +408,113 @@ TYPED_TEST(Flow, FindsKnownShifts) {
       for (int i = 0; i < 100; ++i)
         prev.push_back(
             {24.25f + static_cast<float>(i % 10 * 16), 22 + static_cast<float>(i / 10 * 15)});
+      auto next = prev;
+      std::vector<uint8_t> status(100);
+      std::vector<float> error(100);
+      ASSERT_EQ(nuvStatusOk,
+                Forms<T>::run(first.get(), second.get(), prev.data(), next.data(), status.data(),
+                              error.data(), 100, 15, 2, 20, 0.003f, state));
+      int near = 0;
+      for (size_t i = 0; i < 100; ++i) {
+        const double off = std::hypot(next[i].x - prev[i].x - dx, next[i].y - prev[i].y - dy);
+        near += status[i] == 0 && off < allowed;
+      }
+      EXPECT_GE(near, 95) << dx << "," << dy << " largest " << largest.width;
+      ASSERT_EQ(nuvStatusOk, Forms<T>::free(state));
+    }
+  }
+}
+
+// A photograph's part from a column and row on, and pyramids of it by the library's own steps.
+std::vector<uint8_t> photograph(int32_t& width) {
+  png_image image = {};
+  image.version = PNG_IMAGE_VERSION;
+  EXPECT_NE(0, png_image_begin_read_from_file(&image, PHOTOGRAPH)) << image.message;
+  image.format = PNG_FORMAT_GRAY;
+  std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(image));
+  EXPECT_NE(0, png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr)) << image.message;
+  width = static_cast<int32_t>(image.width);
+  return pixels;
+}
+
+template <class T>
+void cropAndReduce(const std::vector<uint8_t>& pixels, int32_t width, int32_t x0, int32_t y0,
+                   Pyramid<T>& pyramid) {
+  for (int32_t i = 0; i <= pyramid->level; ++i) {
+    TestImage<T>& image = pyramid.image(i);
+    if (i == 0) {
+      for (int32_t y = 0; y < image.size().height; ++y) {
+        const uint8_t* const row = &pixels[static_cast<size_t>((y0 + y) * width + x0)];
+        std::copy(row, row + image.size().width, image.row(y));
+      }
+      continue;
+    }
+    TestImage<T>& larger = pyramid.image(i - 1);
+    NuviPyramidLayerState* state = nullptr;
+    const auto reduce = [&](auto make, auto step, auto release, auto unit) {
+      const decltype(unit) kernel[] = {1, 4, 6, 4, 1};
+      ASSERT_EQ(nuvStatusOk, make(&state, larger.size(), 2.0f, kernel, 5, 2));
+      ASSERT_EQ(nuvStatusOk, step(larger.data(), larger.step(), larger.size(), image.data(),
+                                  image.step(), image.size(), state));
+      ASSERT_EQ(nuvStatusOk, release(state));
+    };
+    if constexpr (std::is_same_v<T, uint8_t>) {
+      reduce(nuviPyramidLayerDownInitAlloc_8u_C1R, nuviPyramidLayerDown_8u_C1R,
+             nuviPyramidLayerDownFree_8u_C1R, int16_t{});
+    } else if constexpr (std::is_same_v<T, uint16_t>) {
+      reduce(nuviPyramidLayerDownInitAlloc_16u_C1R, nuviPyramidLayerDown_16u_C1R,
+             nuviPyramidLayerDownFree_16u_C1R, int16_t{});
+    } else {
+      reduce(nuviPyramidLayerDownInitAlloc_32f_C1R, nuviPyramidLayerDown_32f_C1R,
+             nuviPyramidLayerDownFree_32f_C1R, float{});
+    }
+  }
+}
+
+// Parts of a photograph some pixels apart: both frames are as sharp, so that the shift is exact.
+TYPED_TEST(Flow, FindsShiftsOfAPhotograph) {
+  using T = TypeParam;
+  int32_t width = 0;
+  const auto pixels = photograph(width);
+  const NuviSize size = {480, 480};
+  Pyramid<T> first(size, 2, 0, 0);
+  cropAndReduce(pixels, width, 16, 16, first);
+
+  std::vector<uint8_t> grey(480 * 480);
+  for (size_t y = 0; y < 480; ++y) {
+    std::copy_n(&pixels[(16 + y) * static_cast<size_t>(width) + 16], 480, &grey[480 * y]);
+  }
+  std::vector<float> measure(grey.size());
+  int32_t bytes = 0;
+  ASSERT_EQ(nuvStatusOk, nuviMinEigenValGetBufferSize_8u32f_C1R(size, 3, 5, &bytes));
+  std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
+  ASSERT_EQ(nuvStatusOk, nuviMinEigenVal_8u32f_C1R(grey.data(), 480, measure.data(), 1920, size, 0,
+                                                   3, 5, buffer.data()));
+  std::vector<NuviPoint32f> prev;
+  while (prev.size() < 100) {  // the strongest corners at least 10 pixels apart and from the edges
+    size_t best = 0;
+    for (size_t i = 0; i < measure.size(); ++i) {
+      const size_t x = i % 480, y = i / 480;
+      const bool isInside = x >= 20 && x < 460 && y >= 20 && y < 460;
+      if (isInside && measure[i] > measure[best]) best = i;
+    }
+    const int bestX = static_cast<int>(best % 480), bestY = static_cast<int>(best / 480);
+    prev.push_back({static_cast<float>(bestX), static_cast<float>(bestY)});
+    for (int y = std::max(bestY - 10, 0); y <= std::min(bestY + 10, 479); ++y) {
+      for (int x = std::max(bestX - 10, 0); x <= std::min(bestX + 10, 479); ++x) {
+        measure[static_cast<size_t>(480 * y + x)] = -1;
+      }
+    }
+    measure[0] = -1;
+  }
+
+  const double allowed = std::is_same_v<T, uint8_t> ? 0.1 : 0.05;
+  for (const auto& [dx, dy] : {std::pair(1, 0), {3, -2}, {-7, 8}, {8, 5}}) {
+    Pyramid<T> second(size, 2, 0, 0);
+    cropAndReduce(pixels, width, 16 - dx, 16 - dy, second);
+    for (const NuviSize largest : {size, NuviSize{3, 3}}) {
+      NuviOptFlowPyrLKState* state = nullptr;
+      ASSERT_EQ(nuvStatusOk, Forms<T>::make(&state, largest, 15, 0));
       auto next = prev;
       std::vector<uint8_t> status(100);
       std::vector<float> error(100);
