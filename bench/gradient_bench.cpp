@@ -1,37 +1,12 @@
-#include "support.h"
+#include "relief.h"
 
 namespace {
-
-constexpr size_t width = 1920, height = 1080;
-
-// Smooth hills with a little noise, like the gradient of a photograph.
-std::vector<uint8_t> relief() {
-  auto pixels = bench::picture<uint8_t>(bench::fullHdPixels);
-  for (size_t y = 0; y < height; ++y) {
-    for (size_t x = 0; x < width; ++x) {
-      const size_t hill =
-          (x % 160 < 80 ? x % 80 : 80 - x % 80) + (y % 130 < 65 ? y % 65 : 65 - y % 65);
-      pixels[y * width + x] = static_cast<uint8_t>(hill + pixels[y * width + x] / 8);
-    }
-  }
-  return pixels;
-}
-
-// 8 x 5 markers of 9 x 9 pixels.
-std::vector<uint8_t> forty() {
-  std::vector<uint8_t> markers(bench::fullHdPixels);
-  for (size_t i = 0; i < 40 * 81; ++i) {
-    const size_t marker = i / 81, x = 100 + marker % 8 * 240, y = 90 + marker / 8 * 210;
-    markers[(y + i % 81 / 9) * width + x + i % 9] = static_cast<uint8_t>(marker + 1);
-  }
-  return markers;
-}
 
 void add(const char* name, size_t channels) {
   benchmark::RegisterBenchmark(
       name,
       [=](benchmark::State& state) {
-        const auto plane = relief(), markers = forty();
+        const auto plane = bench::relief(), markers = bench::fortyMarkers();
         std::vector<uint8_t> src(plane.size() * channels);
         for (size_t i = 0; i < src.size(); ++i) src[i] = plane[i / channels];
         const auto step = static_cast<int32_t>(1920 * channels);

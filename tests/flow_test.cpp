@@ -13,27 +13,18 @@ using namespace testing_support;
 
 template <class T>
 struct Forms;
-template <>
-struct Forms<uint8_t> {
-  static constexpr auto make = nuviOpticalFlowPyrLKInitAlloc_8u_C1R;
-  static constexpr auto run = nuviOpticalFlowPyrLK_8u_C1R;
-  static constexpr auto free = nuviOpticalFlowPyrLKFree_8u_C1R;
-  static constexpr double unit = 128;
-};
-template <>
-struct Forms<uint16_t> {
-  static constexpr auto make = nuviOpticalFlowPyrLKInitAlloc_16u_C1R;
-  static constexpr auto run = nuviOpticalFlowPyrLK_16u_C1R;
-  static constexpr auto free = nuviOpticalFlowPyrLKFree_16u_C1R;
-  static constexpr double unit = 1;
-};
-template <>
-struct Forms<float> {
-  static constexpr auto make = nuviOpticalFlowPyrLKInitAlloc_32f_C1R;
-  static constexpr auto run = nuviOpticalFlowPyrLK_32f_C1R;
-  static constexpr auto free = nuviOpticalFlowPyrLKFree_32f_C1R;
-  static constexpr double unit = 1;
-};
+#define NUV_FORMS(T, type, gray)                                             \
+  template <>                                                                \
+  struct Forms<T> {                                                          \
+    static constexpr auto make = nuviOpticalFlowPyrLKInitAlloc_##type##_C1R; \
+    static constexpr auto run = nuviOpticalFlowPyrLK_##type##_C1R;           \
+    static constexpr auto free = nuviOpticalFlowPyrLKFree_##type##_C1R;      \
+    static constexpr double unit = gray; /* of a window's samples */         \
+  };
+NUV_FORMS(uint8_t, 8u, 128)
+NUV_FORMS(uint16_t, 16u, 1)
+NUV_FORMS(float, 32f, 1)
+#undef NUV_FORMS
 
 // A smooth texture moved by (dx, dy), at a scale.
 double texture(double x, double y) {
