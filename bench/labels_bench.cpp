@@ -22,46 +22,20 @@ std::vector<uint8_t> segments() {
   return pixels;
 }
 
-// Both work in place: each run has a fresh copy, which is not timed.
-template <class Call>
-void add(const char* name, std::vector<uint8_t> source, Call call) {
-  benchmark::RegisterBenchmark(name,
-                               [=](benchmark::State& state) {
-                                 int32_t bytes = 0;
-                                 nuviLabelMarkersGetBufferSize_8u_C1R(bench::fullHd, &bytes);
-                                 std::vector<uint8_t> buffer(static_cast<size_t>(bytes));
-                                 auto image = source;
-                                 const double yardstick = bench::copySeconds();
-                                 double best = std::numeric_limits<double>::infinity();
-                                 for (auto _ : state) {
-                                   image = source;
-                                   NuvStatus status = nuvStatusFailure;
-                                   const double seconds = bench::secondsOf(
-                                       [&] { status = call(image.data(), buffer.data()); });
-                                   if (status != nuvStatusOk)
-                                     state.SkipWithError("the call failed");
-                                   state.SetIterationTime(seconds);
-                                   best = std::min(best, seconds);
-                                 }
-                                 state.counters["best us"] = 1e6 * best;
-                                 state.counters["x copy"] = best / yardstick;
-                               })
-      ->UseManualTime()
-      ->Unit(benchmark::kMicrosecond);
-}
-
 const bool registered = [] {
-  add("labels/20000blobs", blobs(), [](uint8_t* image, uint8_t* buffer) {
+  int32_t bytes = 0;
+  nuviLabelMarkersGetBufferSize_8u_C1R(bench::fullHd, &bytes);
+  bench::addInPlace("labels/20000blobs", 1, blobs(), bytes, [](uint8_t* image, uint8_t* buffer) {
     int32_t number = 0;
     const NuvStatus status =
         nuviLabelMarkers_8u_C1IR(image, 1920, bench::fullHd, 1, 254, 1, &number, buffer);
     return number == 20000 ? status : nuvStatusFailure;
   });
   for (const int32_t norm : {0, 1}) {
-    add(norm == 0 ? "bounds/8neighbours" : "bounds/4neighbours", segments(),
-        [norm](uint8_t* image, uint8_t*) {
-          return nuviBoundSegments_8u_C1IR(image, 1920, bench::fullHd, 255, norm);
-        });
+    bench::addInPlace(norm == 0 ? "bounds/8neighbours" : "bounds/4neighbours", 1, segments(), 0,
+                      [norm](uint8_t* image, uint8_t*) {
+                        return nuviBoundSegments_8u_C1IR(image, 1920, bench::fullHd, 255, norm);
+                      });
   }
   return true;
 }();

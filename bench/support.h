@@ -11,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -83,6 +84,31 @@ void add(const char* name, Body body) {
                                [=](benchmark::State& state) { body(state, 0); })
       ->UseRealTime()
       ->Unit(benchmark::kMicrosecond);
+}
+
+// Registers a benchmark of call(image, buffer), which changes the image: each run has a fresh copy
+// of `source`, which is not timed. 0 threads are the default.
+template <class Call>
+void addInPlace(const std::string& name, int32_t threads, std::vector<uint8_t> source,
+                int32_t bufferBytes, Call call) {
+  const auto body = [=](benchmark::State& state) {
+    std::vector<uint8_t> image, buffer(static_cast<size_t>(bufferBytes));
+    nuvSetNumThreads(threads);
+    const double yardstick = copySeconds();
+    double best = std::numeric_limits<double>::infinity();
+    for (auto _ : state) {
+      image = source;
+      NuvStatus status = nuvStatusFailure;
+      const double seconds = secondsOf([&] { status = call(image.data(), buffer.data()); });
+      if (status < nuvStatusOk) state.SkipWithError("the call failed");
+      state.SetIterationTime(seconds);
+      best = std::min(best, seconds);
+    }
+    nuvSetNumThreads(0);
+    state.counters["best us"] = 1e6 * best;
+    state.counters["x copy"] = best / yardstick;
+  };
+  benchmark::RegisterBenchmark(name.c_str(), body)->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
 }  // namespace bench

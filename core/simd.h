@@ -202,4 +202,10 @@ inline Vector<To, 16> narrowSaturate(S16x16 value) {
 #endif
 }
 
+// Eight lanes narrowed with saturation to bytes, into memory of any alignment.
+inline void storeNarrowed(uint8_t* to, S32x8 value) {
+  const U8x16 twice = narrowSaturate<uint8_t>(packSaturate(value, value));
+  std::memcpy(to, &twice, 8);
+}
+
 }  // namespace nuv

@@ -17,7 +17,7 @@ namespace {
 constexpr uint8_t unlabelled = 0, lineMark = 254, closed = 255;
 
 bool isGrown(uint8_t label) { return label != unlabelled && label != closed; }
-bool isProper(uint8_t label) { return isGrown(label) && label != lineMark; }
+bool isProper(uint8_t label) { return label != unlabelled && label < lineMark; }
 
 // The largest difference of any channel.
 template <int channels>
@@ -49,6 +49,12 @@ void grow(Image<const uint8_t> src, Image<uint8_t> markers, NuviSize size, int32
   }
   const auto srcPixel = [&](int32_t x, int32_t y) { return src.row(y) + ptrdiff_t{x} * channels; };
 
+  // A neighbour's rank is its difference, then its kind, then its place, the last one first.
+  constexpr uint16_t noRank = 256 << 4, lineRank = 8;
+  uint16_t rankOf[256] = {};
+  rankOf[unlabelled] = rankOf[closed] = noRank;
+  rankOf[lineMark] = lineRank;
+
   int32_t level = LevelQueue::levelCount;
   for (int32_t y = 1; y < size.height - 1; ++y) {
     for (int32_t x = 1; x < size.width - 1; ++x) {
@@ -73,27 +79,28 @@ void grow(Image<const uint8_t> src, Image<uint8_t> markers, NuviSize size, int32
     uint8_t* const label = map + at.y * width + at.x;
     const uint8_t* const pixel = srcPixel(at.x, at.y);
     int32_t differences[neighbours];
+    if (LevelQueue::Pixel next; queue.peek(level, next)) {
+      prefetchAround(map + next.y * width + next.x, width);
+      prefetchAround(srcPixel(next.x, next.y), src.step());
+    }
 
-    // The most similar neighbour's label; among equals the last, but a line only where it is first.
-    // A rank is twice the difference, plus 1 for a line; what may not be taken ranks behind all.
-    int32_t least = 2 * 255 + 1;
-    uint8_t chosen = closed;
+    // The most similar neighbour's label; among equals the last, and a line only if all are lines.
     uint32_t open = 0;
+    int32_t best = noRank;
 #pragma GCC unroll 8
     for (int i = 0; i < neighbours; ++i) {
       const uint8_t other = label[mapOffset[i]];
       open |= uint32_t{other == unlabelled} << i;
       differences[i] = difference<channels>(pixel, pixel + srcOffset[i]);
-      const int32_t rank = (2 * differences[i] + (other == lineMark)) | (isGrown(other) ? 0 : 1024);
-      const bool better = rank <= least;
-      chosen = better ? other : chosen;
-      least = better ? rank & ~1 : least;
+      best = std::min(best, (differences[i] << 4) + rankOf[other] + 7 - i);
     }
-    *label = chosen;
+    const uint8_t chosen = best == noRank ? closed : label[mapOffset[7 - (best & 7)]];
+    bool isBetween = false;
     for (int32_t i = 0; i < lineNeighbours; ++i) {
       const uint8_t other = label[mapOffset[i]];
-      if (isProper(other) && other != chosen) *label = lineMark;
+      isBetween |= isProper(other) & (other != chosen);
     }
+    *label = isBetween ? lineMark : chosen;
     for (; open != 0; open &= open - 1) {
       const int i = __builtin_ctz(open);
       const int32_t distance = differences[i];

@@ -2,6 +2,7 @@
 // pixels, one for each level.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -14,6 +15,14 @@ enum Lines : int32_t { fourNeighbourLines = 64, eightNeighbourLines = 128 };
 // the diagonals.
 constexpr int32_t stepX[] = {-1, 1, 0, 0, -1, 1, -1, 1};
 constexpr int32_t stepY[] = {0, 0, -1, 1, -1, -1, 1, 1};
+
+// Fetches what a visit to the neighbours of a pixel will read; rows beside the image do no harm.
+inline void prefetchAround(const void* pixel, ptrdiff_t step) {
+  const auto address = reinterpret_cast<uintptr_t>(pixel);
+  for (const ptrdiff_t row : {-step, ptrdiff_t{0}, step}) {
+    __builtin_prefetch(reinterpret_cast<const void*>(address + static_cast<uintptr_t>(row)));
+  }
+}
 
 // A pixel is queued once, so 12 bytes for each pixel suffice: a block is a link of 4 bytes and
 // places of 8. Blocks of several places keep the pixels of a list together, but each level may
@@ -57,6 +66,16 @@ class LevelQueue {
     filled_[level / 64] &= ~(uint64_t{isEmpty} << (level % 64));
     if (list.first == places_) leaveBlock(list);
     return taken;
+  }
+
+  // Tells the pixel that is first in a level, if it stands in the block of the one taken last, so
+  // that what it needs can be fetched in time.
+  bool peek(int32_t level, Pixel& pixel) const {
+    const List& list = levels_[level];
+    const int32_t end = list.head == none ? 0 : list.head == list.tail ? list.end : places_;
+    const bool isThere = list.first < end;
+    if (isThere) std::memcpy(&pixel, place(list.head, list.first), sizeof pixel);
+    return isThere;
   }
 
   static constexpr int32_t levelCount = 257;

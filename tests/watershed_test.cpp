@@ -4,6 +4,7 @@
 #include <deque>
 
 #include "support/guarded.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -150,8 +151,10 @@ TYPED_TEST(Watershed, SweepsReachTheLowestKeys) {
   using T = TypeParam;
   std::mt19937 random(8);
   for (int i = 0; i < 400; ++i) {
-    const NuviSize size = {static_cast<int32_t>(1 + random() % 40),
-                           static_cast<int32_t>(1 + random() % 12)};
+    NuviSize size = {static_cast<int32_t>(1 + random() % 40),
+                     static_cast<int32_t>(1 + random() % 12)};
+    if (i % 200 == 7) size = {130 + i, 4};  // several blocks in a row
+    if (i == 199) size = {513, 1027};       // in two strips
     const int norm = i % 3;
     Case<T> c(size, random, i % 4 == 0 ? 2 : 256, 1u << (random() % 7), i % 2);
     Plane<int> src(size, 0);
@@ -212,6 +215,25 @@ TYPED_TEST(Watershed, SweepsReachTheLowestKeys) {
     }
     ASSERT_EQ(labels.values, Plane<T>(size, T{0}).read(c.markers).values) << i;
     ASSERT_TRUE(c.markers.padsUntouched());
+  }
+}
+
+// Flat ground and steps, where many paths are alike, in an image that is swept in strips.
+TYPED_TEST(Watershed, ThreadsDoNotChangeLabels) {
+  using T = TypeParam;
+  const NuviSize size = {600, 1100};
+  std::mt19937 random(10);
+  for (int norm = 0; norm < 4; ++norm) {
+    Case<T> c(size, random, 3, 1u << 14, 0);
+    const Plane<T> given = Plane<T>(size, T{0}).read(c.markers);
+    std::vector<T> expected;
+    withThreadCounts([&] {
+      c.markers.fill([&, at = given.values.begin()]() mutable { return *at++; });
+      ASSERT_EQ(nuvStatusOk, c.run(norm, 2 + 64));
+      const std::vector<T> labels = Plane<T>(size, T{0}).read(c.markers).values;
+      if (expected.empty()) expected = labels;
+      ASSERT_TRUE(expected == labels) << "norm " << norm;
+    });
   }
 }
 
