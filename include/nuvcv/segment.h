@@ -401,9 +401,9 @@ NUVCV_API NuvStatus nuviSegmentWatershedGetBufferSize_8u16u_C1R(NuviSize roiSize
  * - #nuvStatusBadArgument a `norm` other than 0 or 1 of the queue method or 0 to 3 of the sweep
  *   method, or neither method
  *
- * The queue method runs on the calling thread. The sweep method, but for `norm` 3, cuts images of at
- * least 1024 rows and 2^19 pixels into strips, which are spread over threads; the result does not
- * depend on their number.
+ * The queue method runs on the calling thread. The sweep method, but for `norm` 3, cuts images of
+ * at least 1024 rows and 2^19 pixels into strips, which are spread over threads; the result does
+ * not depend on their number.
  * @{
  */
 NUVCV_API NuvStatus nuviSegmentWatershed_8u_C1IR(const uint8_t* src, int32_t srcStep,
