@@ -41,7 +41,7 @@ Picture texture(double dx, double dy) {
   };
 }
 
-// Layers sampled from the picture itself.
+// Layers sampled from the picture itself, in whole numbers or 32nds of one.
 template <class T>
 class Pyramid {
  public:
@@ -53,8 +53,9 @@ class Pyramid {
       TestImage<T>& image = *images_.back();
       for (int32_t y = 0; y < image.size().height; ++y) {
         for (int32_t x = 0; x < image.size().width; ++x) {
-          const double value = picture(x * scale, y * scale, scale);
-          image.at(x, y) = static_cast<T>(std::is_integral_v<T> ? std::lround(value) : value);
+          const double unit = std::is_integral_v<T> ? 1 : 32;
+          image.at(x, y) =
+              static_cast<T>(std::round(picture(x * scale, y * scale, scale) * unit) / unit);
         }
       }
       record_->images[i] = reinterpret_cast<uint8_t*>(image.data());
@@ -154,20 +155,19 @@ class Reference {
     return status == nuvStatusOk;
   }
 
-  // The derivative of the layer at a pixel, by Scharr's masks with the edge repeated.
+  // The derivative of the layer at a pixel, by Scharr's mask with the edge repeated; exact.
   float derivative(int32_t level, int32_t x, int32_t y, bool alongX) const {
-    TestImage<T>& image = first_.image(level);
-    const auto p = [&](int32_t px, int32_t py) {
-      return static_cast<float>(image.at(std::clamp(px, 0, image.size().width - 1),
-                                         std::clamp(py, 0, image.size().height - 1)));
-    };
-    float r[3];
-    for (int32_t i = 0; i < 3; ++i) {
-      r[i] = alongX ? p(x + 1, y + i - 1) - p(x - 1, y + i - 1)
-                    : 3 * (p(x - 1, y + i - 1) + p(x + 1, y + i - 1)) + 10 * p(x, y + i - 1);
+    const TestImage<T>& image = first_.image(level);
+    double sum = 0;
+    for (int32_t j = -1; j <= 1; ++j) {
+      for (int32_t i = -1; i <= 1; ++i) {
+        const int32_t weight = alongX ? i * (j == 0 ? 10 : 3) : j * (i == 0 ? 10 : 3);
+        sum +=
+            weight * static_cast<double>(image.at(std::clamp(x + i, 0, image.size().width - 1),
+                                                  std::clamp(y + j, 0, image.size().height - 1)));
+      }
     }
-    const float sum = alongX ? std::fma(3.0f, r[2], std::fma(10.0f, r[1], 3 * r[0])) : r[2] - r[0];
-    return isFixed ? sum * 4 : sum * 0.03125f;
+    return static_cast<float>(isFixed ? sum * 4 : sum / 32);
   }
 
   // The derivatives of the window, from those of the layer by bilinear interpolation.
