@@ -57,37 +57,31 @@ Extent intersection(const Extent& a, const Extent& b) {
           std::min(a.bottom, b.bottom)};
 }
 
-// A square of `size` about `centre`, and in `known` what of it lies in the image. False if a layer
-// has no image or too small a step.
 struct Layer {
   const void* image;
   int32_t step;
   NuviSize size;
 };
-bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, uint16_t* window,
-                int32_t step, uint8_t, Extent& known) {
+
+// A square of `size` about `centre`, and in `known` what of it lies in the image. False if a layer
+// has no image or too small a step.
+template <class Pixel>
+bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size,
+                typename Form<Pixel>::Sample* window, int32_t step, Extent& known) {
+  const auto* const image = static_cast<const Pixel*>(layer.image);
+  const NuviSize square = {size, size};
   NuviPoint first = {}, last = {};
-  const NuvStatus status = nuviCopySubpixIntersect_8u16u_C1R_Sfs(
-      static_cast<const uint8_t*>(layer.image), layer.step, layer.size, window, step, {size, size},
-      centre, &first, &last, -7);
-  known = {first.x, first.y, last.x, last.y};
-  return status == nuvStatusOk;
-}
-bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window, int32_t step,
-                uint16_t, Extent& known) {
-  NuviPoint first = {}, last = {};
-  const NuvStatus status = nuviCopySubpixIntersect_16u32f_C1R(
-      static_cast<const uint16_t*>(layer.image), layer.step, layer.size, window, step, {size, size},
-      centre, &first, &last);
-  known = {first.x, first.y, last.x, last.y};
-  return status == nuvStatusOk;
-}
-bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window, int32_t step,
-                float, Extent& known) {
-  NuviPoint first = {}, last = {};
-  const NuvStatus status = nuviCopySubpixIntersect_32f_C1R(static_cast<const float*>(layer.image),
-                                                           layer.step, layer.size, window, step,
-                                                           {size, size}, centre, &first, &last);
+  NuvStatus status;
+  if constexpr (std::is_same_v<Pixel, uint8_t>) {
+    status = nuviCopySubpixIntersect_8u16u_C1R_Sfs(image, layer.step, layer.size, window, step,
+                                                   square, centre, &first, &last, -7);
+  } else if constexpr (std::is_same_v<Pixel, uint16_t>) {
+    status = nuviCopySubpixIntersect_16u32f_C1R(image, layer.step, layer.size, window, step, square,
+                                                centre, &first, &last);
+  } else {
+    status = nuviCopySubpixIntersect_32f_C1R(image, layer.step, layer.size, window, step, square,
+                                             centre, &first, &last);
+  }
   known = {first.x, first.y, last.x, last.y};
   return status == nuvStatusOk;
 }
@@ -127,7 +121,7 @@ class Windows {
   // there is no such window.
   bool takeFirst(const Layer& layer, NuviPoint32f p) {
     Extent known;
-    if (!takeWindow(layer, p, size_ + 2, first_, stepBytes(first_), Pixel{}, known)) return false;
+    if (!takeWindow<Pixel>(layer, p, size_ + 2, first_, stepBytes(first_), known)) return false;
     const auto withoutMargin = [&](int32_t& low, int32_t& high) {
       if (low > 0) --low;
       high -= high > size_ ? 2 : 1;
@@ -141,7 +135,7 @@ class Windows {
   const Extent& known() const { return known_; }
 
   bool takeSecond(const Layer& layer, NuviPoint32f q, Extent& known) {
-    return takeWindow(layer, q, size_, second_, stepBytes(second_), Pixel{}, known);
+    return takeWindow<Pixel>(layer, q, size_, second_, stepBytes(second_), known);
   }
 
   // The derivatives about p, from planes of the whole layer.
