@@ -33,22 +33,29 @@ inline int32_t gateArea(NuviSize size) { return wrappingMultiply(size.width, siz
 // The team size of the parallel region that the caller runs in; 1 outside any region.
 inline int32_t callerTeamSize() { return omp_get_num_threads(); }
 
-// Runs body(thread, firstRow, rowCount) on a team: every thread has height / n rows, the last one
-// also the rest. A thread without rows does not run the body. Returns the team's real size n.
+// Runs body(thread, threads) on a team. Returns the team's real size.
 template <class Body>
-int32_t forkRows(int32_t team, int32_t height, Body&& body) {
+int32_t fork(int32_t team, Body&& body) {
   int32_t threads = 1;
 #pragma omp parallel num_threads(team)
   {
 #pragma omp master
     threads = omp_get_num_threads();
 #pragma omp barrier
-    const int32_t thread = omp_get_thread_num();
+    body(omp_get_thread_num(), threads);
+  }
+  return threads;
+}
+
+// Runs body(thread, firstRow, rowCount) on a team: every thread has height / n rows, the last one
+// also the rest. A thread without rows does not run the body. Returns the team's real size n.
+template <class Body>
+int32_t forkRows(int32_t team, int32_t height, Body&& body) {
+  return fork(team, [&](int32_t thread, int32_t threads) {
     const int32_t share = height / threads;
     const int32_t rows = thread == threads - 1 ? share + height % threads : share;
     if (rows > 0) body(thread, thread * share, rows);
-  }
-  return threads;
+  });
 }
 
 // body(firstRow, rowCount) on the whole region if `serial`, else on the rows of a full team.
@@ -73,17 +80,11 @@ inline int32_t bandBound(int32_t band, int32_t bands, int32_t height) {
 // Runs body(thread, firstRow, endRow) on a team that cuts the height into bands.
 template <class Body>
 void forkBands(int32_t team, int32_t height, Body&& body) {
-  int32_t threads = 1;
-#pragma omp parallel num_threads(team)
-  {
-#pragma omp master
-    threads = omp_get_num_threads();
-#pragma omp barrier
-    const int32_t thread = omp_get_thread_num();
+  fork(team, [&](int32_t thread, int32_t threads) {
     const int32_t first = bandBound(thread, threads, height);
     const int32_t end = bandBound(thread + 1, threads, height);
     if (first < end) body(thread, first, end);
-  }
+  });
 }
 
 // One partial result for each thread of a team, on the stack for up to 32 threads. The slots start
