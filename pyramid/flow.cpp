@@ -21,7 +21,8 @@ struct NuviOptFlowPyrLKState {
   int32_t threads;
   int32_t hint;  // kept, not used
   int32_t winSize;
-  uint8_t* work;
+  int64_t planesBytes;
+  uint8_t* work;  // the derivatives of a layer in `planesBytes`, then the windows of each thread
 };
 
 namespace nuv {
@@ -56,37 +57,31 @@ Extent intersection(const Extent& a, const Extent& b) {
           std::min(a.bottom, b.bottom)};
 }
 
-// A square of `size` about `centre`, and in `known` what of it lies in the image. False if a layer
-// has no image or too small a step.
 struct Layer {
   const void* image;
   int32_t step;
   NuviSize size;
 };
-bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, uint16_t* window,
-                int32_t step, uint8_t, Extent& known) {
+
+// A square of `size` about `centre`, and in `known` what of it lies in the image. False if a layer
+// has no image or too small a step.
+template <class Pixel>
+bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size,
+                typename Form<Pixel>::Sample* window, int32_t step, Extent& known) {
+  const auto* const image = static_cast<const Pixel*>(layer.image);
+  const NuviSize square = {size, size};
   NuviPoint first = {}, last = {};
-  const NuvStatus status = nuviCopySubpixIntersect_8u16u_C1R_Sfs(
-      static_cast<const uint8_t*>(layer.image), layer.step, layer.size, window, step, {size, size},
-      centre, &first, &last, -7);
-  known = {first.x, first.y, last.x, last.y};
-  return status == nuvStatusOk;
-}
-bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window, int32_t step,
-                uint16_t, Extent& known) {
-  NuviPoint first = {}, last = {};
-  const NuvStatus status = nuviCopySubpixIntersect_16u32f_C1R(
-      static_cast<const uint16_t*>(layer.image), layer.step, layer.size, window, step, {size, size},
-      centre, &first, &last);
-  known = {first.x, first.y, last.x, last.y};
-  return status == nuvStatusOk;
-}
-bool takeWindow(const Layer& layer, NuviPoint32f centre, int32_t size, float* window, int32_t step,
-                float, Extent& known) {
-  NuviPoint first = {}, last = {};
-  const NuvStatus status = nuviCopySubpixIntersect_32f_C1R(static_cast<const float*>(layer.image),
-                                                           layer.step, layer.size, window, step,
-                                                           {size, size}, centre, &first, &last);
+  NuvStatus status;
+  if constexpr (std::is_same_v<Pixel, uint8_t>) {
+    status = nuviCopySubpixIntersect_8u16u_C1R_Sfs(image, layer.step, layer.size, window, step,
+                                                   square, centre, &first, &last, -7);
+  } else if constexpr (std::is_same_v<Pixel, uint16_t>) {
+    status = nuviCopySubpixIntersect_16u32f_C1R(image, layer.step, layer.size, window, step, square,
+                                                centre, &first, &last);
+  } else {
+    status = nuviCopySubpixIntersect_32f_C1R(image, layer.step, layer.size, window, step, square,
+                                             centre, &first, &last);
+  }
   known = {first.x, first.y, last.x, last.y};
   return status == nuvStatusOk;
 }
@@ -126,7 +121,7 @@ class Windows {
   // there is no such window.
   bool takeFirst(const Layer& layer, NuviPoint32f p) {
     Extent known;
-    if (!takeWindow(layer, p, size_ + 2, first_, stepBytes(first_), Pixel{}, known)) return false;
+    if (!takeWindow<Pixel>(layer, p, size_ + 2, first_, stepBytes(first_), known)) return false;
     const auto withoutMargin = [&](int32_t& low, int32_t& high) {
       if (low > 0) --low;
       high -= high > size_ ? 2 : 1;
@@ -140,7 +135,7 @@ class Windows {
   const Extent& known() const { return known_; }
 
   bool takeSecond(const Layer& layer, NuviPoint32f q, Extent& known) {
-    return takeWindow(layer, q, size_, second_, stepBytes(second_), Pixel{}, known);
+    return takeWindow<Pixel>(layer, q, size_, second_, stepBytes(second_), known);
   }
 
   // The derivatives about p, from planes of the whole layer.
@@ -410,98 +405,121 @@ float errorOf(const Windows<Pixel>& windows, const Extent& extent) {
   return static_cast<float>(std::sqrt(sum / count) * Form<Pixel>::errorUnit);
 }
 
-// The derivatives of a layer as wide as the state's widest, in units of the windows.
+// The derivatives of a layer no larger than the state's largest, in units of the windows.
 template <class Pixel>
-struct GradientPlanes {
+class GradientPlanes {
+ public:
   using Gradient = typename Form<Pixel>::Gradient;
-  Gradient* alongX;
-  Gradient* alongY;
-  float* converted;  // `16u`: the layer in floats
-  uint8_t* filterBuffer;
-  int32_t step;
 
-  static constexpr int32_t gradientBytes = static_cast<int32_t>(sizeof(Gradient));
+  GradientPlanes(Scratch scratch, NuviSize size)
+      : alongX(scratch.take<Gradient>(elements(size), 32)),
+        alongY(scratch.take<Gradient>(elements(size), 32)),
+        step((size.width + 5) * gradientBytes),
+        converted_(scratch.take<float>(isConverted ? elements(size) : 0, 32)),
+        filterBuffer_(scratch.take<uint8_t>(scratch.left())) {}
 
-  static int64_t planeElements(NuviSize size) {
-    return (int64_t{size.width} + 5) * (int64_t{size.height} + 5);
-  }
-  // Of the filters; negative if it cannot be told.
-  static int64_t filterBytes(NuviSize size) {
-    if (size.width > INT32_MAX - 5 || size.height > INT32_MAX - 5) return -1;
-    const NuviSize grown = {size.width + 5, size.height + 5};
-    int32_t horizontal = 0, vertical = 0;
-    if constexpr (std::is_same_v<Pixel, uint8_t>) {
-      nuviFilterScharrHorizGetBufferSize_8u16s_C1R(grown, &horizontal);
-      nuviFilterScharrVertGetBufferSize_8u16s_C1R(grown, &vertical);
-    } else {
-      nuviFilterScharrHorizGetBufferSize_32f_C1R(grown, &horizontal);
-      nuviFilterScharrVertGetBufferSize_32f_C1R(grown, &vertical);
-    }
-    return std::max(horizontal, vertical);
-  }
   static int64_t bytes(NuviSize size) {
-    constexpr int32_t planes = std::is_same_v<Pixel, uint16_t> ? 3 : 2;
-    return planes * planeElements(size) * gradientBytes + filterBytes(size) + 5 * 32;
+    return (isConverted ? 3 : 2) * elements(size) * gradientBytes + filterBytes() + 3 * 32;
   }
 
-  GradientPlanes(Scratch& scratch, NuviSize size)
-      : alongX(scratch.take<Gradient>(planeElements(size), 32)),
-        alongY(scratch.take<Gradient>(planeElements(size), 32)),
-        converted(
-            scratch.take<float>(std::is_same_v<Pixel, uint16_t> ? planeElements(size) : 0, 32)),
-        filterBuffer(scratch.take<uint8_t>(filterBytes(size), 32)),
-        step((size.width + 5) * gradientBytes) {}
-
-  void derive(const Layer& layer) {
-    if constexpr (std::is_same_v<Pixel, uint8_t>) {
-      const auto* const image = static_cast<const uint8_t*>(layer.image);
-      nuviFilterScharrVertBorder_8u16s_C1R(image, layer.step, alongX, step, layer.size,
-                                           nuvBorderReplicate, 0, filterBuffer);
-      nuviFilterScharrHorizBorder_8u16s_C1R(image, layer.step, alongY, step, layer.size,
-                                            nuvBorderReplicate, 0, filterBuffer);
-      scale(layer.size, int16_t{4});
-    } else {
-      const auto* image = static_cast<const float*>(layer.image);
-      int32_t imageStep = layer.step;
-      if constexpr (std::is_same_v<Pixel, uint16_t>) {
-        convertLayer(layer);
-        image = converted;
-        imageStep = step;
-      }
-      nuviFilterScharrVertBorder_32f_C1R(image, imageStep, alongX, step, layer.size,
-                                         nuvBorderReplicate, 0.0f, filterBuffer);
-      nuviFilterScharrHorizBorder_32f_C1R(image, imageStep, alongY, step, layer.size,
-                                          nuvBorderReplicate, 0.0f, filterBuffer);
-      scale(layer.size, 0.03125f);
-    }
-  }
-
- private:
-  // A layer that no window can be taken of is not read.
-  void convertLayer(const Layer& layer) const {
-    const auto* const pixels = static_cast<const uint16_t*>(layer.image);
+  // In tiles: each is scaled while it is in the cache, and is too low for the filters to take a
+  // team, so that their memory does not depend on the thread count of the run.
+  void derive(const Layer& layer) const {
+    const auto* const pixels = static_cast<const Pixel*>(layer.image);
     const NuvStatus status = Check()
                                  .pointers(pixels)
                                  .step(pixels, layer.step, layer.size.width)
                                  .elementMultiple(pixels, layer.step)
                                  .status();
-    if (status != nuvStatusOk) return;
-    const Image<const uint16_t> from(pixels, layer.step);
-    const Image<float> to(converted, step);
-    for (int32_t y = 0; y < layer.size.height; ++y) {
-      std::copy(from.row(y), from.row(y) + layer.size.width, to.row(y));
-    }
-  }
-
-  void scale(NuviSize size, Gradient factor) const {
-    for (Gradient* const plane : {alongX, alongY}) {
-      const Image<Gradient> image(plane, step);
-      for (int32_t y = 0; y < size.height; ++y) {
-        Gradient* const row = image.row(y);
-        for (int32_t x = 0; x < size.width; ++x) row[x] = static_cast<Gradient>(row[x] * factor);
+    if (status != nuvStatusOk) return;  // no window can be taken of it either
+    const auto image = filterable(Image<const Pixel>(pixels, layer.step), layer.size);
+    for (int32_t y = 0; y < layer.size.height; y += tileSize.height) {
+      for (int32_t x = 0; x < layer.size.width; x += tileSize.width) {
+        deriveTile(image, layer.size,
+                   {x, y, std::min(tileSize.width, layer.size.width - x),
+                    std::min(tileSize.height, layer.size.height - y)});
       }
     }
   }
+
+  Gradient* const alongX;
+  Gradient* const alongY;
+  const int32_t step;
+
+ private:
+  using Source = std::conditional_t<std::is_same_v<Pixel, uint8_t>, uint8_t, float>;
+  static constexpr bool isConverted = !std::is_same_v<Pixel, Source>;
+  static constexpr int32_t gradientBytes = static_cast<int32_t>(sizeof(Gradient));
+  static constexpr NuviSize tileSize = {512, 32};
+
+  static int64_t elements(NuviSize size) {
+    return (int64_t{size.width} + 5) * (int64_t{size.height} + 5);
+  }
+
+  // Of the filters for a tile.
+  static int64_t filterBytes() {
+    int32_t horizontal = 0, vertical = 0;
+    if constexpr (std::is_same_v<Source, uint8_t>) {
+      nuviFilterScharrHorizGetBufferSize_8u16s_C1R(tileSize, &horizontal);
+      nuviFilterScharrVertGetBufferSize_8u16s_C1R(tileSize, &vertical);
+    } else {
+      nuviFilterScharrHorizGetBufferSize_32f_C1R(tileSize, &horizontal);
+      nuviFilterScharrVertGetBufferSize_32f_C1R(tileSize, &vertical);
+    }
+    return std::max(horizontal, vertical);
+  }
+
+  Image<const Source> filterable(Image<const Pixel> image, NuviSize size) const {
+    if constexpr (isConverted) {
+      const Image<float> floats(converted_, step);
+      for (int32_t y = 0; y < size.height; ++y) {
+        std::copy(image.row(y), image.row(y) + size.width, floats.row(y));
+      }
+      return {converted_, step};
+    } else {
+      return image;
+    }
+  }
+
+  // Around the tile the filters read the layer, beyond the layer its nearest pixel.
+  void deriveTile(Image<const Source> image, NuviSize layerSize, NuviRect tile) const {
+    NuviBorderType border = nuvBorderReplicate;
+    if (tile.x > 0) border |= nuvBorderFlagMemLeft;
+    if (tile.y > 0) border |= nuvBorderFlagMemTop;
+    if (tile.x + tile.width < layerSize.width) border |= nuvBorderFlagMemRight;
+    if (tile.y + tile.height < layerSize.height) border |= nuvBorderFlagMemBottom;
+    const NuviSize size = {tile.width, tile.height};
+    const auto sourceStep = static_cast<int32_t>(image.step());
+    const Source* const src = image.row(tile.y) + tile.x;
+    Gradient* const dstX = Image<Gradient>(alongX, step).row(tile.y) + tile.x;
+    Gradient* const dstY = Image<Gradient>(alongY, step).row(tile.y) + tile.x;
+    if constexpr (std::is_same_v<Source, uint8_t>) {
+      nuviFilterScharrVertBorder_8u16s_C1R(src, sourceStep, dstX, step, size, border, 0,
+                                           filterBuffer_);
+      nuviFilterScharrHorizBorder_8u16s_C1R(src, sourceStep, dstY, step, size, border, 0,
+                                            filterBuffer_);
+      scale(dstX, size, int16_t{4});
+      scale(dstY, size, int16_t{4});
+    } else {
+      nuviFilterScharrVertBorder_32f_C1R(src, sourceStep, dstX, step, size, border, 0.0f,
+                                         filterBuffer_);
+      nuviFilterScharrHorizBorder_32f_C1R(src, sourceStep, dstY, step, size, border, 0.0f,
+                                          filterBuffer_);
+      scale(dstX, size, 0.03125f);
+      scale(dstY, size, 0.03125f);
+    }
+  }
+
+  void scale(Gradient* tile, NuviSize size, Gradient factor) const {
+    const Image<Gradient> image(tile, step);
+    for (int32_t y = 0; y < size.height; ++y) {
+      Gradient* const row = image.row(y);
+      for (int32_t x = 0; x < size.width; ++x) row[x] = static_cast<Gradient>(row[x] * factor);
+    }
+  }
+
+  float* const converted_;  // `16u`: the layer in floats
+  uint8_t* const filterBuffer_;
 };
 
 // One run. A point's status is the level above the one at which it is followed next, or, once it is
@@ -528,8 +546,7 @@ class Run {
     while (split >= 0 && fits(first_.sizes[split])) --split;
     ++split;
 
-    Scratch scratch(state_.work, GradientPlanes<Pixel>::bytes(state_.maxSize));
-    GradientPlanes<Pixel> planes(scratch, state_.maxSize);
+    const GradientPlanes<Pixel> planes(Scratch(state_.work, state_.planesBytes), state_.maxSize);
     for (int32_t level = std::min(maxLevel, first_.level); level >= split; --level) {
       planes.derive(layerOf(first_, level));
       forEachBand([&](Windows<Pixel>& windows, int32_t i) {
@@ -554,7 +571,7 @@ class Run {
 
   template <class Body>
   void forEachBand(Body&& body) const {
-    uint8_t* const shares = state_.work + GradientPlanes<Pixel>::bytes(state_.maxSize);
+    uint8_t* const shares = state_.work + state_.planesBytes;
     forkRows(std::min(ownGetNumThreads(), state_.threads), numPoints_,
              [&](int32_t thread, int32_t firstPoint, int32_t count) {
                Windows<Pixel> windows(shares + thread * Windows<Pixel>::bytes(state_.winSize),
@@ -631,12 +648,12 @@ NuvStatus initAlloc(NuviOptFlowPyrLKState** ppState, NuviSize roiSize, int32_t w
     return nuvStatusNoMemory;
   }
   const int32_t threads = ownGetNumThreads();
-  const int64_t bytes =
-      GradientPlanes<Pixel>::bytes(roiSize) + threads * Windows<Pixel>::bytes(winSize);
+  const int64_t planesBytes = GradientPlanes<Pixel>::bytes(roiSize);
+  const int64_t bytes = planesBytes + threads * Windows<Pixel>::bytes(winSize);
   OwnedBlock<NuviOptFlowPyrLKState> state(1);
   OwnedBlock<uint8_t> work(bytes);
   if (state.get() == nullptr || work.get() == nullptr) return nuvStatusNoMemory;
-  *state.get() = {roiSize, threads, hint, winSize, work.release()};
+  *state.get() = {roiSize, threads, hint, winSize, planesBytes, work.release()};
   *ppState = state.release();
   return nuvStatusOk;
 }

@@ -18,67 +18,47 @@ float reference(float y, float x) {
   return p;
 }
 
+// Zeros of both signs and equal coordinates among them; also in place of either source.
 TEST(FastArctan, MatchesReference) {
-  for (int32_t length = 1; length <= 70; ++length) {
+  for (int32_t length = 1; length <= 40; ++length) {
     for (const Against against : {Against::end, Against::begin}) {
       const NuviSize size = {length, 1};
       TestImage<float> y(size, 1, 0, against), x(size, 1, 0, against), angle(size, 1, 0, against);
       y.fill(RandomSamples<float>(static_cast<unsigned>(length)));
       x.fill(RandomSamples<float>(99));
-      if (length > 4) y.at(3, 0) = -x.at(3, 0);
+      y.at(0, 0) = length % 2 == 0 ? -0.0f : 1e-20f;
+      if (length > 4) y.at(3, 0) = -x.at(3, 0), x.at(4, 0) = 0, x.at(0, 0) = -0.0f;
       ASSERT_EQ(nuvStatusOk, nuvibFastArctan_32f(y.data(), x.data(), angle.data(), length));
       for (int32_t i = 0; i < length; ++i) {
         ASSERT_EQ(reference(y.at(i, 0), x.at(i, 0)), angle.at(i, 0)) << i << " of " << length;
       }
-      // In place of either source.
       const TestImage<float> copy(size);
       std::copy_n(y.data(), length, copy.data());
       ASSERT_EQ(nuvStatusOk, nuvibFastArctan_32f(copy.data(), x.data(), copy.data(), length));
-      ASSERT_EQ(angle.bytes(), copy.bytes());
       ASSERT_EQ(nuvStatusOk, nuvibFastArctan_32f(y.data(), x.data(), x.data(), length));
-      ASSERT_EQ(angle.bytes(), x.bytes());
+      ASSERT_TRUE(angle.bytes() == copy.bytes() && angle.bytes() == x.bytes());
     }
   }
 }
 
 TEST(FastArctan, IsTheAngleToASeventhOfADegree) {
-  constexpr int32_t length = 36000;
-  std::vector<float> y(length), x(length), angle(length);
-  for (int32_t i = 0; i < length; ++i) {
-    const double radians = i * (2 * M_PI / length);
-    y[i] = static_cast<float>(300 * std::sin(radians));
-    x[i] = static_cast<float>(300 * std::cos(radians));
+  for (int32_t i = 0; i < 36000; ++i) {
+    const double radians = i * (M_PI / 18000);
+    const auto y = static_cast<float>(300 * std::sin(radians));
+    const auto x = static_cast<float>(300 * std::cos(radians));
+    float angle = 0;
+    ASSERT_EQ(nuvStatusOk, nuvibFastArctan_32f(&y, &x, &angle, 1));
+    ASSERT_LT(std::fabs(std::remainder(angle - i * 0.01, 360.0)), 0.1407) << i;
   }
-  ASSERT_EQ(nuvStatusOk, nuvibFastArctan_32f(y.data(), x.data(), angle.data(), length));
-  for (int32_t i = 0; i < length; ++i) {
-    const double difference = angle[i] - i * (360.0 / length);
-    ASSERT_LT(std::fabs(std::remainder(difference, 360.0)), 0.1407) << i;
-  }
-}
-
-TEST(FastArctan, OnTheAxesAndAtTheOrigin) {
-  const float y[] = {0.0f, -0.0f, 0.0f, 2.0f, -2.0f, 1e-20f, -0.0f};
-  const float x[] = {0.0f, 5.0f, -5.0f, 0.0f, 0.0f, 1e-20f, -0.0f};
-  const float expected[] = {-0.14050041f,
-                            -0.14050041f,
-                            180.0f + 0.14050041f,
-                            90.0f + 0.14050041f,
-                            360.0f - (90.0f + 0.14050041f),
-                            -0.14050041f,
-                            -0.14050041f};
-  float angle[7];
-  ASSERT_EQ(nuvStatusOk, nuvibFastArctan_32f(y, x, angle, 7));
-  for (int i = 0; i < 7; ++i) EXPECT_EQ(expected[i], angle[i]) << i;
 }
 
 TEST(FastArctan, ChecksInOrderAndNothingWritten) {
-  float y[2] = {}, x[2] = {}, angle[2] = {7, 7};
-  EXPECT_EQ(nuvStatusNullPointer, nuvibFastArctan_32f(nullptr, x, angle, 0));
-  EXPECT_EQ(nuvStatusNullPointer, nuvibFastArctan_32f(y, nullptr, angle, 2));
-  EXPECT_EQ(nuvStatusNullPointer, nuvibFastArctan_32f(y, x, nullptr, -1));
-  EXPECT_EQ(nuvStatusBadSize, nuvibFastArctan_32f(y, x, angle, 0));
-  EXPECT_EQ(nuvStatusBadSize, nuvibFastArctan_32f(y, x, angle, -1));
-  EXPECT_TRUE(angle[0] == 7 && angle[1] == 7);
+  float y = 1, x = 1, angle = 7;
+  EXPECT_EQ(nuvStatusNullPointer, nuvibFastArctan_32f(nullptr, &x, &angle, 0));
+  EXPECT_EQ(nuvStatusNullPointer, nuvibFastArctan_32f(&y, nullptr, &angle, 1));
+  EXPECT_EQ(nuvStatusNullPointer, nuvibFastArctan_32f(&y, &x, nullptr, -1));
+  EXPECT_EQ(nuvStatusBadSize, nuvibFastArctan_32f(&y, &x, &angle, 0));
+  EXPECT_EQ(7, angle);
 }
 
 }  // namespace
