@@ -208,6 +208,8 @@ TEST(CompositeChecks, FirstFailureInOrder) {
   EXPECT_EQ(nuvStatusNullPointer, nuviMorphAdvGetSize_8u_C1R({0, 1}, mask, {3, 3}, nullptr));
   EXPECT_EQ(nuvStatusNullPointer, nuviMorphAdvGetSize_8u_C1R({0, 1}, nullptr, {3, 3}, &bytes));
   EXPECT_EQ(nuvStatusBadSize, nuviMorphAdvGetSize_8u_C1R({0, 1}, mask, {3, 3}, &bytes));
+  EXPECT_EQ(nuvStatusBadSize,
+            nuviMorphAdvGetSize_32f_C4R({INT32_MAX, INT32_MAX}, mask + 3, {3, 1}, &bytes));
   EXPECT_EQ(-1, bytes);
   EXPECT_EQ(nuvStatusBadSize, nuviMorphAdvInit_32f_C3R(nullptr, {4, 0}, mask, {3, 3}, {1, 1}));
   EXPECT_EQ(nuvStatusNullPointer, nuviMorphAdvInit_32f_C3R(nullptr, {4, 2}, mask, {0, 3}, {1, 1}));
