@@ -171,7 +171,7 @@ TEST(GrayChecks, FirstFailureInOrderAndNothingWritten) {
   EXPECT_EQ(nuvStatusBadSize, nuviMorphGrayGetSize_32f_C1R({1, 0}, mask, {3, 3}, &bytes));
   EXPECT_EQ(nuvStatusBadSize, nuviMorphGrayGetSize_32f_C1R({1, 1}, mask, {0, 3}, &bytes));
   EXPECT_EQ(nuvStatusBadSize,
-            nuviMorphGrayGetSize_32f_C1R({1, 1}, mask, {1 << 15, 1 << 15}, &bytes));
+            nuviMorphGrayGetSize_32f_C1R({1, 1}, mask, {INT32_MAX, INT32_MAX}, &bytes));
   EXPECT_EQ(-1, bytes);
   EXPECT_EQ(nuvStatusNullPointer, nuviMorphGrayInit_32f_C1R(nullptr, {0, 1}, mask, {3, 3}, {1, 1}));
   EXPECT_EQ(nuvStatusBadSize, nuviMorphGrayInit_32f_C1R(state, {4, 1}, mask, {3, 0}, {3, 1}));
