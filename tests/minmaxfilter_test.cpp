@@ -120,6 +120,8 @@ TEST(MinMaxFilterChecks, BufferSizes) {
   EXPECT_EQ(2072, bytes);
   EXPECT_EQ(nuvStatusOk, nuviFilterMaxGetBufferSize_32f_C4R(100, {1, 3}, &bytes));
   EXPECT_EQ(9872, bytes);
+  EXPECT_EQ(nuvStatusOk, nuviFilterMaxGetBufferSize_32f_C4R(INT32_MAX, {1, INT32_MAX}, &bytes));
+  EXPECT_EQ(-16, bytes);  // wraps
   bytes = -1;
   EXPECT_EQ(nuvStatusNullPointer, nuviFilterMaxGetBufferSize_8u_C1R(0, {0, 0}, nullptr));
   EXPECT_EQ(nuvStatusBadSize, nuviFilterMaxGetBufferSize_8u_C1R(0, {0, 3}, &bytes));
