@@ -202,7 +202,7 @@ NuvStatus findLines(const Image<const uint8_t>& src, NuviSize size, const Grid& 
     next.clear(grid.distances);
     if (k <= search.lastAngle) {
       const auto fixedPoint = [&](double value) {
-        return static_cast<float>(static_cast<int32_t>(scale * value));
+        return static_cast<float>(truncateOrLowest(scale * value));
       };
       const Angle angle = {fixedPoint(std::cos(static_cast<double>(theta))),
                            fixedPoint(std::sin(static_cast<double>(theta))), grid.offset};
