@@ -46,15 +46,16 @@ int64_t filterBytes(const int16_t*, NuviSize roiSize, NuviMaskSize aperture, Nuv
   return std::max({vertical, horizontal, lowpass, scharrVertical, scharrHorizontal});
 }
 
-// Two planes of derivatives and three of products, the filters' scratch, and room to align.
+// Two planes of derivatives and three of products, the filters' scratch, and room to align. What no
+// memory can hold wraps.
 template <class Derivative>
 int64_t bufferBytes(NuviSize roiSize, int32_t apertureSize, int32_t avgWindow) {
-  const int64_t pitch = alignUp<int64_t>(roiSize.width, 16);
-  const int64_t bytesPerPixel = 2 * sizeof(Derivative) + 3 * sizeof(float);
-  return pitch * bytesPerPixel * roiSize.height +
-         filterBytes(static_cast<const Derivative*>(nullptr), roiSize, maskOf(apertureSize),
-                     maskOf(avgWindow)) +
-         224;
+  const auto pitch = static_cast<uint64_t>(alignUp<int64_t>(roiSize.width, 16));
+  const uint64_t bytesPerPixel = 2 * sizeof(Derivative) + 3 * sizeof(float);
+  const uint64_t planes = pitch * bytesPerPixel * static_cast<uint32_t>(roiSize.height);
+  const int64_t filters = filterBytes(static_cast<const Derivative*>(nullptr), roiSize,
+                                      maskOf(apertureSize), maskOf(avgWindow));
+  return static_cast<int64_t>(planes + static_cast<uint64_t>(filters + 224));
 }
 
 template <class Derivative>

@@ -193,6 +193,8 @@ TEST(CornersChecks, FirstFailureInOrder) {
   EXPECT_EQ(nuvStatusBadSize, nuviEigenValsVecsGetBufferSize_32f_C1R({1, 1}, 4, 3, &size));
   EXPECT_EQ(nuvStatusBadSize, nuviMinEigenValGetBufferSize_8u32f_C1R({1, 1}, 3, 4, &size));
   EXPECT_EQ(-7, size);
+  const NuviSize largest = {INT32_MAX, INT32_MAX};  // the size wraps
+  EXPECT_EQ(nuvStatusOk, nuviMinEigenValGetBufferSize_8u32f_C1R(largest, 3, 5, &size));
 }
 
 }  // namespace

@@ -168,6 +168,8 @@ TEST(HoughChecks, FirstFailureInOrder) {
   // 21 distances, and 3 angles behind the first.
   ASSERT_EQ(nuvStatusOk, nuviHoughLineGetSize_8u_C1R({6, 4}, {1, 1}, 5, &bytes));
   EXPECT_EQ(4 * (6 * 4 + 48) + 5 * 16 + (3 * 8 + 8 + 21 * 12) + 21 * 4 + 256, bytes);
+  EXPECT_EQ(nuvStatusOk, nuviHoughLineGetSize_8u_C1R({INT32_MAX, INT32_MAX}, {1, 4}, 1, &bytes));
+  EXPECT_EQ(-44 + 16 + 8 + 256, bytes);  // wraps, and the range of rho with it, to no distance
 }
 
 }  // namespace
