@@ -19,7 +19,7 @@ enum KernelType : int32_t { kernelSobel = 0, kernelScharr = 1 };
 bool isWindow(int32_t size) { return size == 3 || size == 5; }
 NuviMaskSize maskOf(int32_t size) { return size * 11; }
 
-// ---- scratch
+// ---- filters and their scratch
 
 // The filters of a source: along x, and along y.
 template <class Source>
