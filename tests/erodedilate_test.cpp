@@ -76,23 +76,25 @@ TEST(MorphologyState, SizesTellTheKindsOfMasks) {
   }
 }
 
-const std::string masks[] = {"#",
-                             "...",
-                             "#.#",
-                             "#####",
-                             cross,
-                             diamond,
-                             "#.#/.#./#.#",
-                             "...../...##/...##",
-                             "......./#....../......./.......",
-                             ".../.../.#./###",
-                             ".##/###/###/##.",
-                             "###../#####/..##.",  // neither short run contains the other
-                             "#################/....#######....../.....####........",
-                             std::string(46, '#') + "/....." + std::string(26, '#') +
-                                 std::string(15, '.') + "/" + std::string(22, '.') + "##" +
-                                 std::string(22, '.') + "/......" + std::string(40, '#'),
-                             "#...#....#...#../#......#......../....##.........."};
+const std::string masks[] = {
+    "#",
+    "...",
+    "#.#",
+    "#####",
+    cross,
+    diamond,
+    "#.#/.#./#.#",
+    "...../...##/...##",
+    "......./#....../......./.......",
+    "...../...../...../..##.",  // far below an anchor at its top
+    ".../.../.#./###",
+    ".##/###/###/##.",
+    "###../#####/..##.",  // neither short run contains the other
+    "#################/....#######....../.....####........",
+    std::string(46, '#') + "/....." + std::string(26, '#') + std::string(15, '.') + "/" +
+        std::string(22, '.') + "##" + std::string(22, '.') + "/......" + std::string(40, '#'),
+    "#...#....#...#../#......#......../....##..........",
+};
 
 // Images of the width that a state was built for, which lies in a block of exactly its size at any
 // address, and of less than that. With a solid mask the filters by a rectangle do the same.
