@@ -19,45 +19,62 @@ enum KernelType : int32_t { kernelSobel = 0, kernelScharr = 1 };
 bool isWindow(int32_t size) { return size == 3 || size == 5; }
 NuviMaskSize maskOf(int32_t size) { return size * 11; }
 
-// ---- scratch
+// ---- filters and their scratch
 
-// What the filters inside report, by the type of the derivatives. The Scharr sizes count only for a
-// window of 3; for 5 the lowpass needs more.
-int64_t filterBytes(const float*, NuviSize roiSize, NuviMaskSize aperture, NuviMaskSize window) {
-  int32_t vertical = 0, horizontal = 0, lowpass = 0, scharrVertical = 0, scharrHorizontal = 0;
-  nuviFilterSobelVertGetBufferSize_32f_C1R(roiSize, aperture, &vertical);
-  nuviFilterSobelHorizGetBufferSize_32f_C1R(roiSize, aperture, &horizontal);
-  nuviFilterLowpassGetBufferSize_32f_C1R(roiSize, window, &lowpass);
+// The filters of a source: along x, and along y.
+template <class Source>
+struct Filters;
+#define NUV_FILTERS(Source, Result, form)                                           \
+  template <>                                                                       \
+  struct Filters<Source> {                                                          \
+    using Derivative = Result;                                                      \
+    static constexpr auto sobelX = nuviFilterSobelVertBorder_##form;                \
+    static constexpr auto sobelY = nuviFilterSobelHorizBorder_##form;               \
+    static constexpr auto scharrX = nuviFilterScharrVertBorder_##form;              \
+    static constexpr auto scharrY = nuviFilterScharrHorizBorder_##form;             \
+    static constexpr auto sobelXBytes = nuviFilterSobelVertGetBufferSize_##form;    \
+    static constexpr auto sobelYBytes = nuviFilterSobelHorizGetBufferSize_##form;   \
+    static constexpr auto scharrXBytes = nuviFilterScharrVertGetBufferSize_##form;  \
+    static constexpr auto scharrYBytes = nuviFilterScharrHorizGetBufferSize_##form; \
+  };
+NUV_FILTERS(float, float, 32f_C1R)
+NUV_FILTERS(uint8_t, int16_t, 8u16s_C1R)
+#undef NUV_FILTERS
+
+// The most that a filter inside reports. The Scharr sizes count only for a window of 3; for 5 the
+// lowpass needs more.
+template <class Source>
+int64_t filterBytes(NuviSize roiSize, NuviMaskSize aperture, NuviMaskSize window) {
+  using Filter = Filters<Source>;
+  int32_t most = 0;
+  const auto count = [&](auto report, auto... mask) {
+    int32_t bytes = 0;
+    report(roiSize, mask..., &bytes);
+    most = std::max(most, bytes);
+  };
+  count(Filter::sobelXBytes, aperture);
+  count(Filter::sobelYBytes, aperture);
+  count(nuviFilterLowpassGetBufferSize_32f_C1R, window);
   if (window == nuvMask3x3) {
-    nuviFilterScharrVertGetBufferSize_32f_C1R(roiSize, &scharrVertical);
-    nuviFilterScharrHorizGetBufferSize_32f_C1R(roiSize, &scharrHorizontal);
+    count(Filter::scharrXBytes);
+    count(Filter::scharrYBytes);
   }
-  return std::max({vertical, horizontal, lowpass, scharrVertical, scharrHorizontal});
-}
-int64_t filterBytes(const int16_t*, NuviSize roiSize, NuviMaskSize aperture, NuviMaskSize window) {
-  int32_t vertical = 0, horizontal = 0, lowpass = 0, scharrVertical = 0, scharrHorizontal = 0;
-  nuviFilterSobelVertGetBufferSize_8u16s_C1R(roiSize, aperture, &vertical);
-  nuviFilterSobelHorizGetBufferSize_8u16s_C1R(roiSize, aperture, &horizontal);
-  nuviFilterLowpassGetBufferSize_32f_C1R(roiSize, window, &lowpass);
-  if (window == nuvMask3x3) {
-    nuviFilterScharrVertGetBufferSize_8u16s_C1R(roiSize, &scharrVertical);
-    nuviFilterScharrHorizGetBufferSize_8u16s_C1R(roiSize, &scharrHorizontal);
-  }
-  return std::max({vertical, horizontal, lowpass, scharrVertical, scharrHorizontal});
+  return most;
 }
 
-// Two planes of derivatives and three of products, the filters' scratch, and room to align.
-template <class Derivative>
+// Two planes of derivatives and three of products, the filters' scratch, and room to align. What no
+// memory can hold wraps.
+template <class Source>
 int64_t bufferBytes(NuviSize roiSize, int32_t apertureSize, int32_t avgWindow) {
-  const int64_t pitch = alignUp<int64_t>(roiSize.width, 16);
-  const int64_t bytesPerPixel = 2 * sizeof(Derivative) + 3 * sizeof(float);
-  return pitch * bytesPerPixel * roiSize.height +
-         filterBytes(static_cast<const Derivative*>(nullptr), roiSize, maskOf(apertureSize),
-                     maskOf(avgWindow)) +
-         224;
+  const auto pitch = static_cast<uint64_t>(alignUp<int64_t>(roiSize.width, 16));
+  const uint64_t bytesPerPixel =
+      2 * sizeof(typename Filters<Source>::Derivative) + 3 * sizeof(float);
+  const uint64_t planes = pitch * bytesPerPixel * static_cast<uint32_t>(roiSize.height);
+  const int64_t filters = filterBytes<Source>(roiSize, maskOf(apertureSize), maskOf(avgWindow));
+  return static_cast<int64_t>(planes + static_cast<uint64_t>(filters + 224));
 }
 
-template <class Derivative>
+template <class Source>
 NuvStatus getBufferSize(NuviSize roiSize, int32_t apertureSize, int32_t avgWindow,
                         int32_t* pBufferSize) {
   const NuvStatus status =
@@ -67,7 +84,7 @@ NuvStatus getBufferSize(NuviSize roiSize, int32_t apertureSize, int32_t avgWindo
           .require(isWindow(apertureSize) && isWindow(avgWindow), nuvStatusBadSize)
           .status();
   if (status != nuvStatusOk) return status;
-  *pBufferSize = static_cast<int32_t>(bufferBytes<Derivative>(roiSize, apertureSize, avgWindow));
+  *pBufferSize = static_cast<int32_t>(bufferBytes<Source>(roiSize, apertureSize, avgWindow));
   return nuvStatusOk;
 }
 
@@ -82,34 +99,20 @@ struct Plane {
 };
 
 // The derivatives of a source along x and along y.
-NuvStatus derive(const float* pSrc, int32_t srcStep, const Plane<float>& gx, const Plane<float>& gy,
-                 NuviSize size, int32_t kernType, NuviMaskSize aperture, uint8_t* buffer) {
-  const bool sobel = kernType == kernelSobel;
-  const NuvStatus status =
-      sobel ? nuviFilterSobelVertBorder_32f_C1R(pSrc, srcStep, gx.data, gx.stepBytes, size,
-                                                aperture, nuvBorderReplicate, 0.0f, buffer)
-            : nuviFilterScharrVertBorder_32f_C1R(pSrc, srcStep, gx.data, gx.stepBytes, size,
-                                                 nuvBorderReplicate, 0.0f, buffer);
+template <class Source, class Derivative>
+NuvStatus derive(const Source* pSrc, int32_t srcStep, const Plane<Derivative>& gx,
+                 const Plane<Derivative>& gy, NuviSize size, int32_t kernType,
+                 NuviMaskSize aperture, uint8_t* buffer) {
+  using Filter = Filters<Source>;
+  const auto filter = [&](auto sobel, auto scharr, const Plane<Derivative>& dst) {
+    return kernType == kernelSobel ? sobel(pSrc, srcStep, dst.data, dst.stepBytes, size, aperture,
+                                           nuvBorderReplicate, 0, buffer)
+                                   : scharr(pSrc, srcStep, dst.data, dst.stepBytes, size,
+                                            nuvBorderReplicate, 0, buffer);
+  };
+  const NuvStatus status = filter(Filter::sobelX, Filter::scharrX, gx);
   if (status != nuvStatusOk) return status;
-  return sobel ? nuviFilterSobelHorizBorder_32f_C1R(pSrc, srcStep, gy.data, gy.stepBytes, size,
-                                                    aperture, nuvBorderReplicate, 0.0f, buffer)
-               : nuviFilterScharrHorizBorder_32f_C1R(pSrc, srcStep, gy.data, gy.stepBytes, size,
-                                                     nuvBorderReplicate, 0.0f, buffer);
-}
-NuvStatus derive(const uint8_t* pSrc, int32_t srcStep, const Plane<int16_t>& gx,
-                 const Plane<int16_t>& gy, NuviSize size, int32_t kernType, NuviMaskSize aperture,
-                 uint8_t* buffer) {
-  const bool sobel = kernType == kernelSobel;
-  const NuvStatus status =
-      sobel ? nuviFilterSobelVertBorder_8u16s_C1R(pSrc, srcStep, gx.data, gx.stepBytes, size,
-                                                  aperture, nuvBorderReplicate, 0, buffer)
-            : nuviFilterScharrVertBorder_8u16s_C1R(pSrc, srcStep, gx.data, gx.stepBytes, size,
-                                                   nuvBorderReplicate, 0, buffer);
-  if (status != nuvStatusOk) return status;
-  return sobel ? nuviFilterSobelHorizBorder_8u16s_C1R(pSrc, srcStep, gy.data, gy.stepBytes, size,
-                                                      aperture, nuvBorderReplicate, 0, buffer)
-               : nuviFilterScharrHorizBorder_8u16s_C1R(pSrc, srcStep, gy.data, gy.stepBytes, size,
-                                                       nuvBorderReplicate, 0, buffer);
+  return filter(Filter::sobelY, Filter::scharrY, gy);
 }
 
 // A product of 16-bit derivatives in float is that of the integers, rounded once.
@@ -132,10 +135,11 @@ struct Covariance {
 };
 
 // The means are written where the derivatives, and then products, are no longer needed.
-template <class Source, class Derivative>
+template <class Source>
 NuvStatus covariance(const Source* pSrc, int32_t srcStep, NuviSize size, int32_t kernType,
                      int32_t apertureSize, int32_t avgWindow, uint8_t* pBuffer, Covariance& means) {
-  Scratch scratch(pBuffer, bufferBytes<Derivative>(size, apertureSize, avgWindow));
+  using Derivative = typename Filters<Source>::Derivative;
+  Scratch scratch(pBuffer, bufferBytes<Source>(size, apertureSize, avgWindow));
   const int64_t pitch = alignUp<int64_t>(size.width, 16);
   const int64_t samples = pitch * size.height;
   const auto derivativeStep = static_cast<int32_t>(pitch * int64_t{sizeof(Derivative)});
@@ -167,14 +171,23 @@ NuvStatus covariance(const Source* pSrc, int32_t srcStep, NuviSize size, int32_t
 
 // ---- eigen-structure
 
-float scaleOf(int32_t kernType, int32_t apertureSize) {
-  const float scale = 1.0f / static_cast<float>(255 << (apertureSize == 3 ? 4 : 8));
-  return kernType == kernelScharr ? scale * 0.6125f : scale;
-}
+// What the eigen-structure has to know of the derivatives. The sign turns the Sobel one along x,
+// left minus right, to the direction of the Scharr one.
+struct Kernel {
+  float scale;
+  float sign;
 
-void minEigenValueRow(const float* xx, const float* yy, const float* xy, float scale, float* dst,
-                      ptrdiff_t width) {
-  const float halfScale = 0.5f * scale;
+  Kernel(int32_t kernType, int32_t apertureSize)
+      : scale(1.0f / static_cast<float>(255 << (apertureSize == 3 ? 4 : 8))), sign(-1.0f) {
+    if (kernType != kernelScharr) return;
+    scale *= 0.6125f;
+    sign = 1.0f;
+  }
+};
+
+void minEigenValueRow(const float* xx, const float* yy, const float* xy, const Kernel& kernel,
+                      float* dst, ptrdiff_t width) {
+  const float halfScale = 0.5f * kernel.scale;
   NUV_IVDEP
   for (ptrdiff_t x = 0; x < width; ++x) {
     const float difference = xx[x] - yy[x];
@@ -183,15 +196,14 @@ void minEigenValueRow(const float* xx, const float* yy, const float* xy, float s
   }
 }
 
-// The sign turns the Sobel derivative along x, left minus right, to the direction of the Scharr
-// one. No step is fused.
-void eigenRow(const float* xx, const float* yy, const float* xy, float scale, float sign,
-              float* dst, ptrdiff_t width) {
+// No step is fused.
+void eigenRow(const float* xx, const float* yy, const float* xy, const Kernel& kernel, float* dst,
+              ptrdiff_t width) {
   constexpr float smallest = 1.1920929e-7f;
   for (ptrdiff_t x = 0; x < width; ++x, dst += 6) {
-    const float a = xx[x] * scale;
-    const float b = yy[x] * scale;
-    const float c = xy[x] * scale;
+    const float a = xx[x] * kernel.scale;
+    const float b = yy[x] * kernel.scale;
+    const float c = xy[x] * kernel.scale;
     const float threshold = std::max(a, b) * 0.01f;
     if (threshold > std::min(a, b) || threshold > a * b - c * c) {
       std::fill_n(dst, 6, 0.0f);
@@ -205,7 +217,7 @@ void eigenRow(const float* xx, const float* yy, const float* xy, float scale, fl
       dst[3] = dst[4] = 0.0f;
       continue;
     }
-    const float across = sign * c;
+    const float across = kernel.sign * c;
     for (int i = 0; i < 2; ++i) {
       const float along = dst[i] - a;
       const float norm = 1.0f / std::max(std::sqrt(across * across + along * along), smallest);
@@ -215,64 +227,37 @@ void eigenRow(const float* xx, const float* yy, const float* xy, float scale, fl
   }
 }
 
-// ---- the operations
+// ---- the operation
 
-// The result step is compared with one float a pixel, whatever the result holds.
-template <class Source>
-NuvStatus check(const Source* pSrc, int32_t srcStep, const float* pDst, int32_t dstStep,
-                NuviSize roiSize, int32_t kernType, int32_t apertureSize, int32_t avgWindow,
-                const uint8_t* pBuffer) {
+// Closes with closingRow(xx, yy, xy, kernel, dst, width). The result step is compared with one
+// float a pixel, whatever the result holds.
+template <class Source, class ClosingRow>
+NuvStatus measure(const Source* pSrc, int32_t srcStep, float* pDst, int32_t dstStep,
+                  NuviSize roiSize, int32_t kernType, int32_t apertureSize, int32_t avgWindow,
+                  uint8_t* pBuffer, ClosingRow&& closingRow) {
   const bool hasAperture = apertureSize == 3 || (apertureSize == 5 && kernType == kernelSobel);
-  return Check()
-      .pointers(pSrc, pDst, pBuffer)
-      .size(roiSize)
-      .step(pSrc, srcStep, roiSize.width)
-      .step(pDst, dstStep, roiSize.width)
-      .elementMultiple(pSrc, srcStep)
-      .elementMultiple(pDst, dstStep)
-      .require(kernType == kernelSobel || kernType == kernelScharr, nuvStatusBadArgument)
-      .require(hasAperture, nuvStatusBadSize)
-      .require(isWindow(avgWindow), nuvStatusBadSize)
-      .status();
-}
-
-template <class Derivative, class Source>
-NuvStatus minEigenValue(const Source* pSrc, int32_t srcStep, float* pDst, int32_t dstStep,
-                        NuviSize roiSize, int32_t kernType, int32_t apertureSize, int32_t avgWindow,
-                        uint8_t* pBuffer) {
   NuvStatus status =
-      check(pSrc, srcStep, pDst, dstStep, roiSize, kernType, apertureSize, avgWindow, pBuffer);
+      Check()
+          .pointers(pSrc, pDst, pBuffer)
+          .size(roiSize)
+          .step(pSrc, srcStep, roiSize.width)
+          .step(pDst, dstStep, roiSize.width)
+          .elementMultiple(pSrc, srcStep)
+          .elementMultiple(pDst, dstStep)
+          .require(kernType == kernelSobel || kernType == kernelScharr, nuvStatusBadArgument)
+          .require(hasAperture, nuvStatusBadSize)
+          .require(isWindow(avgWindow), nuvStatusBadSize)
+          .status();
   if (status != nuvStatusOk) return status;
 
   Covariance means;
-  status = covariance<Source, Derivative>(pSrc, srcStep, roiSize, kernType, apertureSize, avgWindow,
-                                          pBuffer, means);
+  status = covariance(pSrc, srcStep, roiSize, kernType, apertureSize, avgWindow, pBuffer, means);
   if (status != nuvStatusOk) return status;
+  const Kernel kernel(kernType, apertureSize);
   const Image<float> dst(pDst, dstStep);
   for (int32_t y = 0; y < roiSize.height; ++y) {
-    minEigenValueRow(means.xx.image().row(y), means.yy.image().row(y), means.xy.image().row(y),
-                     scaleOf(kernType, apertureSize), dst.row(y), roiSize.width);
-  }
-  return nuvStatusOk;
-}
-
-template <class Derivative, class Source>
-NuvStatus eigenValuesVectors(const Source* pSrc, int32_t srcStep, float* pDst, int32_t dstStep,
-                             NuviSize roiSize, int32_t kernType, int32_t apertureSize,
-                             int32_t avgWindow, uint8_t* pBuffer) {
-  NuvStatus status =
-      check(pSrc, srcStep, pDst, dstStep, roiSize, kernType, apertureSize, avgWindow, pBuffer);
-  if (status != nuvStatusOk) return status;
-
-  Covariance means;
-  status = covariance<Source, Derivative>(pSrc, srcStep, roiSize, kernType, apertureSize, avgWindow,
-                                          pBuffer, means);
-  if (status != nuvStatusOk) return status;
-  const Image<float> dst(pDst, dstStep);
-  for (int32_t y = 0; y < roiSize.height; ++y) {
-    eigenRow(means.xx.image().row(y), means.yy.image().row(y), means.xy.image().row(y),
-             scaleOf(kernType, apertureSize), kernType == kernelSobel ? -1.0f : 1.0f, dst.row(y),
-             roiSize.width);
+    closingRow(means.xx.image().row(y), means.yy.image().row(y), means.xy.image().row(y), kernel,
+               dst.row(y), roiSize.width);
   }
   return nuvStatusOk;
 }
@@ -282,21 +267,19 @@ NuvStatus eigenValuesVectors(const Source* pSrc, int32_t srcStep, float* pDst, i
 
 using namespace nuv;
 
-#define CORNER_MEASURE(name, operation, form, Source, Derivative)                                  \
+#define NUV_CORNER_MEASURE(name, closingRow, form, Source)                                         \
   NuvStatus nuvi##name##_##form##_C1R(const Source* pSrc, int32_t srcStep, float* pDst,            \
                                       int32_t dstStep, NuviSize roiSize, int32_t kernType,         \
                                       int32_t apertureSize, int32_t avgWindow, uint8_t* pBuffer) { \
-    return operation<Derivative>(pSrc, srcStep, pDst, dstStep, roiSize, kernType, apertureSize,    \
-                                 avgWindow, pBuffer);                                              \
+    return measure(pSrc, srcStep, pDst, dstStep, roiSize, kernType, apertureSize, avgWindow,       \
+                   pBuffer, closingRow);                                                           \
   }                                                                                                \
   NuvStatus nuvi##name##GetBufferSize_##form##_C1R(NuviSize roiSize, int32_t apertureSize,         \
                                                    int32_t avgWindow, int32_t* pBufferSize) {      \
-    return getBufferSize<Derivative>(roiSize, apertureSize, avgWindow, pBufferSize);               \
+    return getBufferSize<Source>(roiSize, apertureSize, avgWindow, pBufferSize);                   \
   }
-
-CORNER_MEASURE(MinEigenVal, minEigenValue, 32f, float, float)
-CORNER_MEASURE(MinEigenVal, minEigenValue, 8u32f, uint8_t, int16_t)
-CORNER_MEASURE(EigenValsVecs, eigenValuesVectors, 32f, float, float)
-CORNER_MEASURE(EigenValsVecs, eigenValuesVectors, 8u32f, uint8_t, int16_t)
-
-#undef CORNER_MEASURE
+NUV_CORNER_MEASURE(MinEigenVal, minEigenValueRow, 32f, float)
+NUV_CORNER_MEASURE(MinEigenVal, minEigenValueRow, 8u32f, uint8_t)
+NUV_CORNER_MEASURE(EigenValsVecs, eigenRow, 32f, float)
+NUV_CORNER_MEASURE(EigenValsVecs, eigenRow, 8u32f, uint8_t)
+#undef NUV_CORNER_MEASURE

@@ -36,9 +36,14 @@ struct Grid {
     offset = (distances - 1) / 2;
   }
 
+  // What no memory can hold wraps.
   int64_t bytes(NuviSize size, int32_t maxLineCount) const {
-    return int64_t{size.height} * (int64_t{size.width} * 4 + 48) + int64_t{maxLineCount} * 16 +
-           (int64_t{lastAngle} * 8 + 8 + int64_t{distances} * 12) + int64_t{distances} * 4 + 256;
+    const auto rowBytes = static_cast<uint64_t>(int64_t{size.width} * 4 + 48);
+    const auto rest = int64_t{maxLineCount} * 16 +
+                      (int64_t{lastAngle} * 8 + 8 + int64_t{distances} * 12) +
+                      int64_t{distances} * 4 + 256;
+    return static_cast<int64_t>(rowBytes * static_cast<uint32_t>(size.height) +
+                                static_cast<uint64_t>(rest));
   }
 };
 
@@ -202,7 +207,7 @@ NuvStatus findLines(const Image<const uint8_t>& src, NuviSize size, const Grid& 
     next.clear(grid.distances);
     if (k <= search.lastAngle) {
       const auto fixedPoint = [&](double value) {
-        return static_cast<float>(static_cast<int32_t>(scale * value));
+        return static_cast<float>(truncateOrLowest(scale * value));
       };
       const Angle angle = {fixedPoint(std::cos(static_cast<double>(theta))),
                            fixedPoint(std::sin(static_cast<double>(theta))), grid.offset};

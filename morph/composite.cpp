@@ -34,6 +34,12 @@ int64_t paddedRowBytes(int32_t width, int32_t pixelBytes) {
   return alignUp(int64_t{width} * pixelBytes, rowAlignment);
 }
 
+// Of the temporary image. A row of 2 GiB stands for all longer ones, none of which fits, so that
+// the product stays within 64 bits.
+int64_t tempImageBytes(NuviSize size, int32_t pixelBytes) {
+  return std::min(paddedRowBytes(size.width, pixelBytes), int64_t{1} << 31) * size.height;
+}
+
 struct Mask {
   const uint8_t* elements;
   NuviSize size;
@@ -80,8 +86,8 @@ NuvStatus getSize(PixelType type, NuviSize roiSize, const Mask& mask, int32_t* p
                                                   nullptr, &stateBytes, StateMode::reportSize, 1);
   if (built != nuvStatusOk) return built;
 
-  const int64_t bytes = paddedRowBytes(roiSize.width, type.bytes()) * roiSize.height +
-                        2 * int64_t{stateBytes} + recordRoom;
+  const int64_t bytes =
+      tempImageBytes(roiSize, type.bytes()) + 2 * int64_t{stateBytes} + recordRoom;
   if (bytes > INT32_MAX) return nuvStatusBadSize;
   *pStateSize = static_cast<int32_t>(bytes);
   return nuvStatusOk;
@@ -108,8 +114,7 @@ NuvStatus init(PixelType type, NuviMorphCompositeState* pState, NuviSize roiSize
 
   const auto end = reinterpret_cast<uintptr_t>(behindFirst + record.secondState->stateSize);
   record.tempImage = reinterpret_cast<uint8_t*>(alignUp<uintptr_t>(end, rowAlignment));
-  record.tempSize =
-      static_cast<int32_t>(paddedRowBytes(roiSize.width, type.bytes()) * roiSize.height);
+  record.tempSize = static_cast<int32_t>(tempImageBytes(roiSize, type.bytes()));
   store(pState, record);
   return nuvStatusOk;
 }
@@ -132,7 +137,7 @@ NuvStatus initAlloc(PixelType type, NuviMorphCompositeState** ppState, NuviSize 
                           &record.secondState, StateMode::allocate, 0);
   if (status == nuvStatusOk) {
     // No bytes are no memory, so a height less than 1 ends here.
-    const int64_t tempBytes = paddedRowBytes(roiSize.width, type.bytes()) * roiSize.height;
+    const int64_t tempBytes = tempImageBytes(roiSize, type.bytes());
     record.tempImage = allocate<uint8_t>(tempBytes);
     record.tempSize = static_cast<int32_t>(tempBytes);
     auto* const created =
@@ -256,18 +261,17 @@ NuvStatus compose(NuvStatus (*operation)(const Passes<T>&), typename Passes<T>::
 
   // A region of fewer bytes than the temporary image has is refused; one of more does not fit.
   const auto state = load<NuviMorphCompositeState>(pState);
-  const int64_t tempStep = paddedRowBytes(roiSize.width, channels * int32_t{sizeof(T)});
+  const int32_t pixelBytes = channels * int32_t{sizeof(T)};
   status = Check()
                .require(roiSize.width <= state.firstState->maxRoiWidth, nuvStatusBadSize)
-               .require(tempStep * roiSize.height >= state.tempSize, nuvStatusBadSize)
-               .require(tempStep * roiSize.height <= state.tempSize, nuvStatusBadSize)
+               .require(tempImageBytes(roiSize, pixelBytes) == state.tempSize, nuvStatusBadSize)
                .status();
   if (status != nuvStatusOk) return status;
 
-  return operation({erosion, dilation, roiSize, channels, Image<const T>(pSrc, srcStep),
-                    Image<T>(pDst, dstStep),
-                    Image<T>(reinterpret_cast<T*>(state.tempImage), tempStep), state.firstState,
-                    state.secondState});
+  return operation(
+      {erosion, dilation, roiSize, channels, Image<const T>(pSrc, srcStep), Image<T>(pDst, dstStep),
+       Image<T>(reinterpret_cast<T*>(state.tempImage), paddedRowBytes(roiSize.width, pixelBytes)),
+       state.firstState, state.secondState});
 }
 
 }  // namespace

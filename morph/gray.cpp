@@ -30,9 +30,11 @@ namespace {
 constexpr int64_t weightBytes = 4;
 static_assert(sizeof(NuviGrayMorphologyState) == 28);
 
+// The largest masks, which no state can hold, stand for all larger ones: the product stays within
+// 64 bits.
 int64_t stateBytes(NuviSize maskSize) {
-  return weightBytes * maskSize.width * maskSize.height +
-         static_cast<int64_t>(sizeof(NuviGrayMorphologyState));
+  const int64_t elements = std::min<int64_t>(int64_t{maskSize.width} * maskSize.height, INT32_MAX);
+  return weightBytes * elements + static_cast<int64_t>(sizeof(NuviGrayMorphologyState));
 }
 
 // The three functions that make states serve both element types: weights of both have four bytes.

@@ -7,9 +7,11 @@
 
 namespace nuv {
 
-// Bytes of scratch for images of up to `roiWidth` pixels of `pixelBytes` bytes.
+// Bytes of scratch for images of up to `roiWidth` pixels of `pixelBytes` bytes. What no memory can
+// hold wraps.
 inline int64_t rectangleScratchBytes(int32_t roiWidth, int32_t pixelBytes, int32_t maskHeight) {
-  return (int64_t{2} * roiWidth * pixelBytes + 80) * maskHeight + 32;
+  const auto lineBytes = static_cast<uint64_t>(int64_t{2} * roiWidth * pixelBytes + 80);
+  return static_cast<int64_t>(lineBytes * static_cast<uint32_t>(maskHeight) + 32);
 }
 
 // dst(x, y) = extreme of src over the mask's rectangle around (x, y), with replicated borders. The

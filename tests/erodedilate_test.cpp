@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-
 #include "morph/state.h"
 #include "support/morphology.h"
 
@@ -12,84 +10,70 @@ using namespace nuv;
 
 template <class T>
 struct Form {
-  using Operation = NuvStatus (*)(const T*, int32_t, T*, int32_t, NuviSize, NuviBorderType,
-                                  NuviMorphologyState*);
   int32_t channels;
   NuvStatus (*getSize)(int32_t, const uint8_t*, NuviSize, int32_t*);
   NuvStatus (*init)(int32_t, const uint8_t*, NuviSize, NuviPoint, NuviMorphologyState*);
   NuvStatus (*initAlloc)(int32_t, const uint8_t*, NuviSize, NuviPoint, NuviMorphologyState**);
-  Operation dilate;
-  Operation erode;
+  // Of the minimum, of the maximum:
+  NuvStatus (*operations[2])(const T*, int32_t, T*, int32_t, NuviSize, NuviBorderType,
+                             NuviMorphologyState*);
+  NuvStatus (*filters[2])(const T*, int32_t, T*, int32_t, NuviSize, NuviSize, NuviPoint, uint8_t*);
+  NuvStatus (*bufferSizes[2])(int32_t, NuviSize, int32_t*);
 };
 
-#define FORM(suffix, channels)                                                \
-  {                                                                           \
-    channels, nuviMorphologyGetSize_##suffix, nuviMorphologyInit_##suffix,    \
-        nuviMorphologyInitAlloc_##suffix, nuviDilateBorderReplicate_##suffix, \
-        nuviErodeBorderReplicate_##suffix                                     \
+#define FORM(suffix, channels)                                                            \
+  {                                                                                       \
+    channels, nuviMorphologyGetSize_##suffix, nuviMorphologyInit_##suffix,                \
+        nuviMorphologyInitAlloc_##suffix,                                                 \
+        {nuviErodeBorderReplicate_##suffix, nuviDilateBorderReplicate_##suffix},          \
+        {nuviFilterMinBorderReplicate_##suffix, nuviFilterMaxBorderReplicate_##suffix}, { \
+      nuviFilterMinGetBufferSize_##suffix, nuviFilterMaxGetBufferSize_##suffix            \
+    }                                                                                     \
   }
 const Form<uint8_t> forms8u[] = {FORM(8u_C1R, 1), FORM(8u_C3R, 3), FORM(8u_C4R, 4)};
 const Form<float> forms32f[] = {FORM(32f_C1R, 1), FORM(32f_C3R, 3), FORM(32f_C4R, 4)};
 #undef FORM
 
-using OwnedState = std::unique_ptr<NuviMorphologyState, NuvStatus (*)(NuviMorphologyState*)>;
-template <class T>
-OwnedState allocated(const Form<T>& form, int32_t roiWidth, const Mask& mask, NuviPoint anchor) {
-  NuviMorphologyState* state = nullptr;
-  EXPECT_EQ(nuvStatusOk, form.initAlloc(roiWidth, mask.elements.data(), mask.size, anchor, &state));
-  return OwnedState(state, nuviMorphologyFree);
-}
-
-MaskKind kindOf(const std::string& rows, NuviPoint anchor, const Form<float>* form = nullptr) {
-  const Mask mask = drawn(rows);
-  return form != nullptr ? allocated(*form, 8, mask, anchor)->maskKind
-                         : allocated(forms8u[0], 8, mask, anchor)->maskKind;
-}
-
 const char* const cross = ".#./###/.#.";
 const char* const diamond = "..#../.###./#####/.###./..#..";
 
-TEST(MorphologyState, ClassifiesMasks) {
-  EXPECT_EQ(ownMaskKindEmpty, kindOf("...../.....", {4, 1}));
-  EXPECT_EQ(ownMaskKindRectangle, kindOf("#", {0, 0}));
-  EXPECT_EQ(ownMaskKindRectangle, kindOf("...../...##/...##", {0, 0}));
-  EXPECT_EQ(ownMaskKindGeneral, kindOf("#.#/###/###", {1, 1}));
-  EXPECT_EQ(ownMaskKindRowRuns, kindOf(cross, {1, 1}));
-  EXPECT_EQ(ownMaskKindGeneral, kindOf(cross, {0, 0}));
-  EXPECT_EQ(ownMaskKindGeneral, kindOf("###/.#./.../...", {1, 3}));  // anchor below the last row
-  EXPECT_EQ(ownMaskKindRowRuns, kindOf("###/.../.#.", {1, 1}));      // a gap
-  EXPECT_EQ(ownMaskKindRowRuns, kindOf("###/.../###", {1, 1}));
-  EXPECT_EQ(ownMaskKindGeneral, kindOf("##./.##/##.", {1, 1}));  // equal lengths, sheared
-  EXPECT_EQ(ownMaskKindGeneral, kindOf(cross, {1, 1}, &forms32f[1]));
-  EXPECT_EQ(ownMaskKindRowRuns, kindOf(diamond, {2, 2}, &forms32f[1]));
-  EXPECT_EQ(ownMaskKindGeneral, kindOf(diamond, {2, 2}, &forms32f[2]));
-  EXPECT_EQ(ownMaskKindRowRuns, kindOf(cross, {1, 1}, &forms32f[0]));
-  const auto column = [](int32_t length) {  // with a gap at the second element
-    std::string rows = "#/.";
-    for (int32_t i = 2; i < length; ++i) rows += "/#";
-    return rows;
-  };
-  EXPECT_EQ(ownMaskKindGeneral, kindOf(column(16), {0, 0}, &forms32f[1]));
-  EXPECT_EQ(ownMaskKindRowRuns, kindOf(column(17), {0, 0}, &forms32f[1]));
-  EXPECT_EQ(ownMaskKindGeneral, kindOf(column(48), {0, 0}, &forms32f[2]));
-  EXPECT_EQ(ownMaskKindRowRuns, kindOf(column(49), {0, 0}, &forms32f[2]));
-  EXPECT_EQ(ownMaskKindRectangle, kindOf("##/##", {1, 1}, &forms32f[2]));
+// A column with a gap at its second element.
+std::string column(int32_t length) {
+  std::string rows = "#/.";
+  for (int32_t i = 2; i < length; ++i) rows += "/#";
+  return rows;
 }
 
-// Worked out by hand for images of 64 pixels.
-TEST(MorphologyState, SizesOfTheKinds) {
-  const auto sizeOf = [](const auto& form, const std::string& rows) {
+// What the layout of each kind of state comes to for images of 64 pixels: 8u C1, 32f C3, 32f C4.
+TEST(MorphologyState, SizesTellTheKindsOfMasks) {
+  const struct {
+    std::string rows;
+    int32_t bytes[3];
+  } cases[] = {{"...../.....", {96, 96, 96}},
+               {"##/##", {576, 3392, 4416}},              // a rectangle
+               {"...../...##/...##", {576, 3392, 4416}},  // beside the anchor
+               {"#.#/###/###", {1104, 5520, 7056}},       // general
+               {cross, {952, 5520, 7056}},                // runs only as 8u: 9 elements are few
+               {"#../##./#..", {1104, 5520, 7056}},       // a row beside the anchor
+               {"###/.#./.../...", {1264, 7152, 9200}},   // all rows above it
+               {"###/.../###", {648, 5520, 7056}},        // runs and a gap
+               {"##./.##/##.", {1104, 5520, 7056}},       // equal lengths, sheared
+               {diamond, {1896, 13160, 12192}},
+               {column(16), {2260, 25712, 33904}},
+               {column(17), {2400, 15072, 36512}},
+               {column(48), {6260, 40756, 101520}},
+               {column(49), {6400, 41600, 54400}}};
+  for (const auto& [rows, bytes] : cases) {
     const Mask mask = drawn(rows);
-    int32_t bytes = 0;
-    EXPECT_EQ(nuvStatusOk, form.getSize(64, mask.elements.data(), mask.size, &bytes));
-    return bytes;
-  };
-  EXPECT_EQ(96, sizeOf(forms8u[0], ".../.../..."));
-  EXPECT_EQ(784, sizeOf(forms8u[0], "###/###/###"));
-  EXPECT_EQ(800, sizeOf(forms8u[0], ".####./.####./.####./....../......"));
-  EXPECT_EQ(952, sizeOf(forms8u[0], cross));
-  EXPECT_EQ(1104, sizeOf(forms8u[0], "###/#.#/###"));
-  EXPECT_EQ(5520, sizeOf(forms32f[1], "###/#.#/###"));
+    const auto sizeOf = [&](const auto& form) {
+      int32_t size = 0;
+      EXPECT_EQ(nuvStatusOk, form.getSize(64, mask.elements.data(), mask.size, &size));
+      return size;
+    };
+    EXPECT_EQ(bytes[0], sizeOf(forms8u[0])) << rows;
+    EXPECT_EQ(bytes[1], sizeOf(forms32f[1])) << rows;
+    EXPECT_EQ(bytes[2], sizeOf(forms32f[2])) << rows;
+  }
 }
 
 const std::string masks[] = {
@@ -102,7 +86,8 @@ const std::string masks[] = {
     "#.#/.#./#.#",
     "...../...##/...##",
     "......./#....../......./.......",
-    "###/.../.#.",
+    "...../...../...../..##.",  // far below an anchor at its top
+    ".../.../.#./###",
     ".##/###/###/##.",
     "###../#####/..##.",  // neither short run contains the other
     "#################/....#######....../.....####........",
@@ -111,126 +96,142 @@ const std::string masks[] = {
     "#...#....#...#../#......#......../....##..........",
 };
 
+// Images of the width that a state was built for, which lies in a block of exactly its size at any
+// address, and of less than that. With a solid mask the filters by a rectangle do the same.
 template <class T>
-void expectReference(const Form<T>& form, const Mask& mask, NuviPoint anchor, NuviSize size,
-                     NuviMorphologyState* state) {
-  const int32_t pad = size.height % 3;
-  TestImage<T> src(size, form.channels, pad), dst(size, form.channels, pad);
-  const TestImage<T> expected(size, form.channels);
-  src.fill(PeaksAndPits<T>(static_cast<unsigned>(size.width)));
-  for (const bool maximum : {false, true}) {
-    SCOPED_TRACE(maximum ? "dilate" : "erode");
-    referenceExtreme(maximum, src, form.channels, mask, anchor, expected);
-    const auto operation = maximum ? form.dilate : form.erode;
-    ASSERT_EQ(nuvStatusOk, operation(src.data(), src.step(), dst.data(), dst.step(), size,
-                                     nuvBorderReplicate, state));
-    ASSERT_EQ(expected.bytes(), dst.bytes());
-    ASSERT_TRUE(dst.padsUntouched());
+void expectReference(const Form<T>& form, const Mask& mask, NuviPoint anchor, int32_t roiWidth,
+                     int32_t height = 11) {
+  SCOPED_TRACE(testing::Message() << form.channels << " channels, mask " << mask.size.width << "x"
+                                  << mask.size.height << " at " << anchor.x << "," << anchor.y
+                                  << ", width " << roiWidth);
+  const uint8_t* const elements = mask.elements.data();
+  const int32_t odd = roiWidth % 2;
+  const auto against = odd != 0 ? Against::begin : Against::end;
+  NuviMorphologyState* allocated = nullptr;
+  ASSERT_EQ(nuvStatusOk, form.initAlloc(roiWidth, elements, mask.size, anchor, &allocated));
+  const GuardedBlock block(static_cast<size_t>(allocated->stateSize + odd), against);
+  auto* const state = reinterpret_cast<NuviMorphologyState*>(block.data() + odd);
+  ASSERT_EQ(nuvStatusOk, form.init(roiWidth, elements, mask.size, anchor, state));
+  int32_t bytes = 0;
+  ASSERT_EQ(nuvStatusOk, form.getSize(roiWidth, elements, mask.size, &bytes));
+  if (anchor.x == mask.centre().x && anchor.y == mask.centre().y) {
+    ASSERT_EQ(int32_t{allocated->stateSize}, bytes);
   }
-}
-
-// Any mask with any anchor, on images of the width that the state was built for and of less.
-template <class T, size_t count>
-void expectReferenceEverywhere(const Form<T> (&forms)[count]) {
-  for (const auto& form : forms) {
-    for (const auto& rows : masks) {
-      const Mask mask = drawn(rows);
-      for (const NuviPoint anchor :
-           {mask.centre(), NuviPoint{0, 0}, NuviPoint{mask.size.width - 1, mask.size.height - 1},
-            NuviPoint{mask.size.width / 3, 0}}) {
-        for (const int32_t roiWidth : {1, 6, 34, 69}) {
-          const OwnedState state = allocated(form, roiWidth, mask, anchor);
-          for (const int32_t width : {roiWidth, 1 + roiWidth / 2}) {
-            for (const int32_t height : {1, 2, 11}) {
-              SCOPED_TRACE(testing::Message()
-                           << rows << " at " << anchor.x << "," << anchor.y << ", " << width << "x"
-                           << height << ", " << form.channels << " channels");
-              expectReference(form, mask, anchor, {width, height}, state.get());
-              if (testing::Test::HasFatalFailure()) return;
-            }
-          }
-        }
+  for (const NuviSize size : {NuviSize{roiWidth, height}, {roiWidth, 1}, {1 + roiWidth / 2, 2}}) {
+    TestImage<T> src(size, form.channels, 2, against), dst(size, form.channels, odd, against);
+    const TestImage<T> expected(size, form.channels);
+    src.fill(PeaksAndPits<T>(static_cast<unsigned>(size.width + mask.size.height)));
+    for (const bool maximum : {false, true}) {
+      referenceExtreme(maximum, src, form.channels, mask, anchor, expected);
+      ASSERT_EQ(nuvStatusOk,
+                form.operations[maximum](src.data(), src.step(), dst.data(), dst.step(), size,
+                                         nuvBorderReplicate, size.height > 1 ? state : allocated));
+      ASSERT_EQ(expected.bytes(), dst.bytes()) << size.width << "x" << size.height;
+      if (std::count(mask.elements.begin(), mask.elements.end(), 0) == 0) {
+        ASSERT_EQ(nuvStatusOk, form.bufferSizes[maximum](size.width, mask.size, &bytes));
+        const GuardedBlock buffer(static_cast<size_t>(bytes + odd), against);
+        ASSERT_EQ(nuvStatusOk, form.filters[maximum](src.data(), src.step(), dst.data(), dst.step(),
+                                                     size, mask.size, anchor, buffer.data() + odd));
+        ASSERT_EQ(expected.bytes(), dst.bytes()) << size.width << "x" << size.height;
       }
+      ASSERT_TRUE(dst.padsUntouched());
     }
   }
+  EXPECT_EQ(nuvStatusOk, nuviMorphologyFree(allocated));
 }
 
-TEST(ErodeDilate, MatchesReference8u) { expectReferenceEverywhere(forms8u); }
-TEST(ErodeDilate, MatchesReference32f) { expectReferenceEverywhere(forms32f); }
-
-// A caller's block of exactly the reported size, at any address.
-template <class T, size_t count>
-void expectReferenceInBlocks(const Form<T> (&forms)[count]) {
-  for (const auto& form : forms) {
-    for (const auto& rows : masks) {
-      const Mask mask = drawn(rows);
-      for (const auto against : {Against::end, Against::begin}) {
-        for (const size_t shift : {0, 1, 7}) {
-          SCOPED_TRACE(rows);
-          int32_t bytes = 0;
-          ASSERT_EQ(nuvStatusOk, form.getSize(61, mask.elements.data(), mask.size, &bytes));
-          const size_t before = against == Against::end ? 0 : shift;
-          const GuardedBlock block(static_cast<size_t>(bytes) + shift, against);
-          auto* const state = reinterpret_cast<NuviMorphologyState*>(block.data() + before);
-          ASSERT_EQ(nuvStatusOk,
-                    form.init(61, mask.elements.data(), mask.size, mask.centre(), state));
-          EXPECT_EQ(bytes, int32_t{state->stateSize});
-          expectReference(form, mask, mask.centre(), {61, 5}, state);
-        }
-      }
+template <class T>
+void expectReferenceEverywhere(const Form<T>& form) {
+  for (const auto& rows : masks) {
+    SCOPED_TRACE(rows);
+    const Mask mask = drawn(rows);
+    const NuviPoint last = {mask.size.width - 1, mask.size.height - 1};
+    for (const NuviPoint anchor : {mask.centre(), NuviPoint{0, 0}, last, {last.x / 3, 0}}) {
+      for (const int32_t width : {1, 6, 34, 69}) expectReference(form, mask, anchor, width);
     }
   }
+  // Rectangles: widths around the vectors, every way to pass the image's ends, and lengths on both
+  // sides of each number of stages.
+  for (int32_t width = 1; width <= 36; ++width) {
+    const Mask mask = rectangle(1 + width * 7 % 13, 1 + width % 6);
+    expectReference(form, mask, {width % mask.size.width, width % mask.size.height}, width, 7);
+  }
+  for (const int32_t length : {1, 2, 7, 8, 9, 28, 29, 36, 37}) {
+    for (const int32_t anchor : {0, length / 2, length - 1}) {
+      expectReference(form, rectangle(length, 2), {anchor, 1}, 37, 9);
+      expectReference(form, rectangle(2, length), {0, anchor}, 9, 37);
+      expectReference(form, rectangle(length, length), {anchor, anchor}, 2, 3);
+    }
+  }
+  expectReference(form, rectangle(131, 1), {3, 0}, 150, 4);  // three stages
+  expectReference(form, rectangle(300, 5), {150, 2}, 40, 2);
 }
 
-TEST(ErodeDilate, StateInACallersBlock8u) { expectReferenceInBlocks(forms8u); }
-TEST(ErodeDilate, StateInACallersBlock32f) { expectReferenceInBlocks(forms32f); }
-
-TEST(MorphologyStateChecks, FirstFailureInOrder) {
-  const uint8_t mask[9] = {1, 1, 1, 1};
-  uint8_t block[2000] = {};
-  auto* const state = reinterpret_cast<NuviMorphologyState*>(block);
-  NuviMorphologyState* unwritten = state;
-  int32_t bytes = -1;
-  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyGetSize_8u_C1R(0, nullptr, {3, 3}, &bytes));
-  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyGetSize_8u_C1R(0, mask, {3, 3}, nullptr));
-  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyGetSize_8u_C1R(8, mask, {3, 0}, &bytes));
-  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyGetSize_8u_C1R(8, mask, {3, 3}, nullptr));
-  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyGetSize_32f_C4R(INT32_MAX / 4, mask, {2, 2}, &bytes));
-  EXPECT_EQ(-1, bytes);
-  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyInit_8u_C1R(8, mask, {0, 3}, {0, 0}, nullptr));
-  EXPECT_EQ(nuvStatusBadAnchor, nuviMorphologyInit_8u_C1R(8, mask, {3, 3}, {3, 0}, nullptr));
-  EXPECT_EQ(nuvStatusBadAnchor, nuviMorphologyInit_8u_C1R(8, mask, {3, 3}, {0, -1}, state));
-  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyInit_8u_C1R(8, mask, {3, 3}, {0, 0}, nullptr));
-  for (const uint8_t byte : block) EXPECT_EQ(0, byte);
-  EXPECT_EQ(nuvStatusBadAnchor,
-            nuviMorphologyInitAlloc_8u_C1R(8, mask, {3, 3}, {1, 3}, &unwritten));
-  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyInitAlloc_8u_C1R(8, mask, {3, 3}, {1, 1}, nullptr));
-  EXPECT_EQ(nuvStatusNoMemory,
-            nuviMorphologyInitAlloc_32f_C4R(INT32_MAX / 4, mask, {2, 2}, {0, 0}, &unwritten));
-  EXPECT_EQ(nuvStatusNoMemory,
-            nuviMorphologyInitAlloc_8u_C1R(8, mask, {1, INT32_MAX / 16}, {0, 0}, &unwritten));
-  EXPECT_EQ(state, unwritten);
-  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyFree(nullptr));
+TEST(ErodeDilate, MatchesReference) {
+  for (const auto& form : forms8u) expectReferenceEverywhere(form);
+  for (const auto& form : forms32f) expectReferenceEverywhere(form);
 }
 
 TEST(ErodeDilateChecks, FirstFailureInOrderAndNothingWritten) {
-  const OwnedState state = allocated(forms32f[0], 4, drawn(cross), {1, 1});
-  float src[10] = {}, dst[10] = {};
-  const auto call = [&](const float* pSrc, int32_t srcStep, int32_t dstStep, NuviSize size,
-                        NuviBorderType border) {
-    return nuviDilateBorderReplicate_32f_C1R(pSrc, srcStep, dst, dstStep, size, border,
-                                             state.get());
+  const uint8_t mask[9] = {1, 1, 1, 1};
+  uint8_t block[2000] = {};
+  auto* const state = reinterpret_cast<NuviMorphologyState*>(block);
+  NuviMorphologyState* slot = state;
+  int32_t bytes = -1;
+  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyGetSize_8u_C1R(0, nullptr, {3, 3}, &bytes));
+  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyGetSize_8u_C1R(0, mask, {3, 3}, nullptr));
+  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyGetSize_8u_C1R(8, mask, {3, 3}, nullptr));
+  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyGetSize_32f_C4R(INT32_MAX / 4, mask, {2, 2}, &bytes));
+  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyInit_8u_C1R(8, mask, {0, 3}, {0, 0}, state));
+  EXPECT_EQ(nuvStatusBadSize, nuviMorphologyInit_8u_C1R(8, mask, {3, 0}, {3, 0}, state));
+  for (const NuviPoint anchor : {NuviPoint{-1, 1}, {3, 1}, {1, -1}, {1, 3}}) {
+    EXPECT_EQ(nuvStatusBadAnchor, nuviMorphologyInit_8u_C1R(8, mask, {3, 3}, anchor, nullptr));
+  }
+  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyInit_8u_C1R(8, mask, {3, 3}, {0, 0}, nullptr));
+  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyInitAlloc_8u_C1R(8, mask, {3, 3}, {1, 1}, nullptr));
+  EXPECT_EQ(nuvStatusNoMemory,
+            nuviMorphologyInitAlloc_32f_C4R(INT32_MAX / 4, mask, {2, 2}, {0, 0}, &slot));
+  EXPECT_EQ(nuvStatusNoMemory,
+            nuviMorphologyInitAlloc_8u_C1R(8, mask, {1, INT32_MAX / 16}, {0, 0}, &slot));
+  EXPECT_EQ(state, slot);
+  EXPECT_EQ(-1, bytes);
+  EXPECT_EQ(nuvStatusNullPointer, nuviMorphologyFree(nullptr));
+  for (const uint8_t byte : block) ASSERT_EQ(0, byte);
+
+  ASSERT_EQ(nuvStatusOk, nuviMorphologyInit_32f_C1R(4, mask, {3, 3}, {1, 1}, state));
+  for (const auto operation : forms32f[0].operations) {
+    expectChecksOfImages([&](auto... arguments) { return operation(arguments..., state); });
+  }
+}
+
+TEST(RectangleFilterChecks, FirstFailureInOrderAndNothingWritten) {
+  int32_t bytes = -1;
+  EXPECT_EQ(nuvStatusNullPointer, nuviFilterMaxGetBufferSize_8u_C1R(0, {0, 0}, nullptr));
+  EXPECT_EQ(nuvStatusBadSize, nuviFilterMaxGetBufferSize_8u_C1R(0, {0, 3}, &bytes));
+  EXPECT_EQ(nuvStatusBadMask, nuviFilterMinGetBufferSize_32f_C3R(1, {3, 0}, &bytes));
+  EXPECT_EQ(-1, bytes);
+  EXPECT_EQ(nuvStatusOk, nuviFilterMinGetBufferSize_8u_C3R(100, {1, 3}, &bytes));
+  EXPECT_EQ(2072, bytes);
+  EXPECT_EQ(nuvStatusOk, nuviFilterMaxGetBufferSize_32f_C4R(INT32_MAX, {1, INT32_MAX}, &bytes));
+  EXPECT_EQ(-16, bytes);  // wraps
+
+  float src[8] = {}, dst[8] = {9, 9, 9, 9, 9, 9, 9, 9};
+  uint8_t buffer[1000];
+  const auto call = [&](int32_t srcStep, int32_t dstStep, NuviSize size, NuviSize mask,
+                        NuviPoint anchor, uint8_t* pBuffer) {
+    return forms32f[0].filters[0](src, srcStep, dst, dstStep, size, mask, anchor, pBuffer);
   };
-  src[0] = 1;
-  EXPECT_EQ(nuvStatusNullPointer, call(nullptr, 16, 16, {0, 2}, nuvBorderReplicate));
-  EXPECT_EQ(nuvStatusBadSize, call(src, 0, 16, {4, 0}, nuvBorderReplicate));
-  EXPECT_EQ(nuvStatusBadStep, call(src, 17, 14, {4, 2}, nuvBorderReplicate));
-  EXPECT_EQ(nuvStatusStepNotElementMultiple, call(src, 16, 17, {4, 2}, nuvBorderConstant));
-  EXPECT_EQ(nuvStatusBadArgument, call(src, 20, 20, {5, 2}, nuvBorderMirror));
-  EXPECT_EQ(nuvStatusBadArgument, call(src, 16, 16, {4, 2}, nuvBorderReplicate | 0x10));
-  EXPECT_EQ(nuvStatusBadSize, call(src, 20, 20, {5, 2}, nuvBorderReplicate));
-  for (const float value : dst) EXPECT_EQ(0, value);
-  EXPECT_EQ(nuvStatusOk, call(src, 16, 16, {4, 2}, nuvBorderReplicate));
+  EXPECT_EQ(nuvStatusNullPointer, call(16, 16, {4, 0}, {3, 3}, {1, 1}, nullptr));
+  EXPECT_EQ(nuvStatusBadSize, call(16, 16, {4, 0}, {0, 3}, {1, 1}, buffer));
+  EXPECT_EQ(nuvStatusBadMask, call(16, 16, {4, 2}, {3, 0}, {3, 1}, buffer));
+  for (const NuviPoint anchor : {NuviPoint{-1, 1}, {3, 1}, {1, -1}, {1, 3}}) {
+    EXPECT_EQ(nuvStatusBadAnchor, call(0, 16, {4, 2}, {3, 3}, anchor, buffer));
+  }
+  EXPECT_EQ(nuvStatusBadStep, call(15, 18, {4, 2}, {3, 3}, {1, 1}, buffer));
+  EXPECT_EQ(nuvStatusStepNotElementMultiple, call(18, 12, {4, 2}, {3, 3}, {1, 1}, buffer));
+  EXPECT_EQ(nuvStatusBadStep, call(16, 14, {4, 2}, {3, 3}, {1, 1}, buffer));
+  EXPECT_EQ(nuvStatusStepNotElementMultiple, call(16, 17, {4, 2}, {3, 3}, {1, 1}, buffer));
+  for (const float value : dst) EXPECT_EQ(9, value);
 }
 
 }  // namespace

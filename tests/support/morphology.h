@@ -1,6 +1,8 @@
 // Masks drawn as text, pictures to filter with them, and the plain definition of a flat operation.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -59,25 +61,40 @@ template <class T>
 void referenceExtreme(bool maximum, const TestImage<T>& src, int32_t channels, const Mask& mask,
                       NuviPoint anchor, const TestImage<T>& result) {
   const NuviSize size = src.size();
+  std::vector<T> under;
   for (int32_t y = 0; y < size.height; ++y) {
-    for (int32_t x = 0; x < size.width; ++x) {
-      for (int32_t c = 0; c < channels; ++c) {
-        bool any = false;
-        T extreme = src.at(x * channels + c, y);
-        for (int32_t j = 0; j < mask.size.height; ++j) {
-          for (int32_t i = 0; i < mask.size.width; ++i) {
-            if (!mask.isOn(i, j)) continue;
-            const int32_t column = std::clamp(x + i - anchor.x, 0, size.width - 1);
-            const int32_t row = std::clamp(y + j - anchor.y, 0, size.height - 1);
-            const T value = src.at(column * channels + c, row);
-            if (!any || (maximum ? value > extreme : value < extreme)) extreme = value;
-            any = true;
-          }
+    for (int32_t s = 0; s < src.samples(); ++s) {
+      under.clear();
+      for (int32_t j = 0; j < mask.size.height; ++j) {
+        const T* const row = src.row(std::clamp(y + j - anchor.y, 0, size.height - 1));
+        for (int32_t i = 0; i < mask.size.width; ++i) {
+          const int32_t x = std::clamp(s / channels + i - anchor.x, 0, size.width - 1);
+          if (mask.isOn(i, j)) under.push_back(row[x * channels + s % channels]);
         }
-        result.at(x * channels + c, y) = extreme;
       }
+      if (under.empty()) under = {src.at(s, y)};
+      const auto [least, greatest] = std::minmax_element(under.begin(), under.end());
+      result.at(s, y) = maximum ? *greatest : *least;
     }
   }
+}
+
+// The checks that the operations on float images share: the first failure in order, and nothing
+// written. call(pSrc, srcStep, pDst, dstStep, size, border) has a state for 4 pixels of one
+// channel.
+template <class Call>
+void expectChecksOfImages(Call&& call) {
+  const float src[10] = {1};
+  float dst[10] = {};
+  EXPECT_EQ(nuvStatusNullPointer, call(nullptr, 16, dst, 16, NuviSize{0, 2}, nuvBorderReplicate));
+  EXPECT_EQ(nuvStatusNullPointer, call(src, 16, nullptr, 16, NuviSize{4, 0}, nuvBorderReplicate));
+  EXPECT_EQ(nuvStatusBadSize, call(src, 0, dst, 16, NuviSize{4, 0}, nuvBorderReplicate));
+  EXPECT_EQ(nuvStatusBadStep, call(src, 17, dst, 14, NuviSize{4, 2}, nuvBorderReplicate));
+  EXPECT_EQ(nuvStatusStepNotElementMultiple, call(src, 16, dst, 17, NuviSize{4, 2}, nuvBorderWrap));
+  EXPECT_EQ(nuvStatusBadArgument,
+            call(src, 20, dst, 20, NuviSize{5, 2}, nuvBorderReplicate | 0x10));
+  EXPECT_EQ(nuvStatusBadSize, call(src, 20, dst, 20, NuviSize{5, 2}, nuvBorderReplicate));
+  for (const float value : dst) EXPECT_EQ(0, value);
 }
 
 }  // namespace testing_support
