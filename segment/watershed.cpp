@@ -139,7 +139,7 @@ NuvStatus watershed(const uint8_t* pSrc, int32_t srcStep, T* pMarkers, int32_t m
     Scratch scratch(buffer, std::max(sweepBytes<T>(roiSize), queueBytes<T>(roiSize)));
     Sweeps<T> sweeps(src, markers, roiSize, norm, scratch);
     sweeps.run();
-    sweeps.drawLines(lineNeighbours);
+    if (lineNeighbours > 0) sweeps.drawLines(lineNeighbours);
   }
   return nuvStatusOk;
 }
