@@ -176,7 +176,7 @@ float expectedFloat(const Member& m, size_t mask, const Source<float>& src, int 
     return columnSum(src, smooth5, second5, x, y) + columnSum(src, second5, smooth5, x, y);
   }
   const auto a = [&](int row) { return src.at(x - 1, row) + src.at(x + 1, row); };
-  return 2.0f * (a(y - 1) + a(y + 1)) - 8.0f * src.at(x, y);
+  return std::fma(2.0f, a(y - 1) + a(y + 1), -(8.0f * src.at(x, y)));
 }
 
 // Runs one form into an image of its own and compares every pixel.
@@ -285,6 +285,17 @@ TEST(BorderFilter, InMemoryIsAllFourFlagsAndIgnoresTheConstant) {
   run(byCode, nuvBorderInMemory, 0);
   run(byFlags, 0xF0, 77);
   EXPECT_EQ(byFlags.bytes(), byCode.bytes());
+}
+
+// A sum whose parts pass the greatest float, but which does not.
+TEST(Laplacian, CombinesItsRowsInOneFusedStep) {
+  const float corner = 5e37f, centre = 3e37f;
+  const float src[9] = {corner, 0, corner, 0, centre, 0, corner, 0, corner};
+  float dst;
+  std::vector<uint8_t> buffer(1 << 14);
+  ASSERT_EQ(nuvStatusOk, nuviFilterLaplacianBorder_32f_C1R(&src[4], 12, &dst, 4, {1, 1}, nuvMask3x3,
+                                                           nuvBorderInMemory, 0, buffer.data()));
+  EXPECT_EQ(std::fma(2.0f, 4 * corner, -8 * centre), dst);
 }
 
 TEST(Lowpass, MatchesReference) {
