@@ -11,13 +11,16 @@ using namespace testing_support;
 int16_t rounded(float value) { return clamped<int16_t>(std::nearbyint(value)); }
 int16_t truncated(float value) { return clamped<int16_t>(std::trunc(value)); }
 
+template <class S, class R, class C>
+struct Types {
+  using Source = S;
+  using Result = R;
+  using Coefficient = C;
+};
+
 // The arithmetic of each class of forms: samples p and coefficients k of one window, which lies in
 // the interior of the row or passes its ends.
-struct Class16s {
-  using Source = int16_t;
-  using Result = int16_t;
-  using Coefficient = int16_t;
-
+struct Class16s : Types<int16_t, int16_t, int16_t> {
   static int16_t result(const std::vector<int16_t>& p, const std::vector<int16_t>& k,
                         int32_t divisor, bool isInterior) {
     const float inverse = inverseOf(divisor);
@@ -69,11 +72,7 @@ struct Class16s {
   }
 };
 
-struct Class8u16s {
-  using Source = uint8_t;
-  using Result = int16_t;
-  using Coefficient = int16_t;
-
+struct Class8u16s : Types<uint8_t, int16_t, int16_t> {
   static int16_t result(const std::vector<uint8_t>& p, const std::vector<int16_t>& k,
                         int32_t divisor, bool isInterior) {
     const float quotient = static_cast<float>(exactSum(p, k)) * inverseOf(divisor);
@@ -81,22 +80,14 @@ struct Class8u16s {
   }
 };
 
-struct ClassLow16s {
-  using Source = int16_t;
-  using Result = int16_t;
-  using Coefficient = int16_t;
-
+struct ClassLow16s : Types<int16_t, int16_t, int16_t> {
   static int16_t result(const std::vector<int16_t>& p, const std::vector<int16_t>& k,
                         int32_t divisor, bool isInterior) {
     return isInterior ? lowWrapped(exactSum(p, k), divisor) : lowFull(exactSum(p, k), divisor);
   }
 };
 
-struct Class32f {
-  using Source = float;
-  using Result = float;
-  using Coefficient = float;
-
+struct Class32f : Types<float, float, float> {
   static float result(const std::vector<float>& p, const std::vector<float>& k, int32_t,
                       bool isInterior) {
     float sum = p[0] * k[0];
