@@ -25,7 +25,6 @@ NuvStatus sobelKernel(T* pDst, int32_t kernelSize, int32_t order, int32_t sign) 
     const bool smooths = pass < last - order;
     // The lowest coefficient so far stands at last - pass.
     for (int32_t j = last - pass; j <= last; ++j) {
-      if (j == 0) continue;
       pDst[j - 1] = static_cast<T>(smooths ? pDst[j - 1] + pDst[j] : pDst[j - 1] - pDst[j]);
     }
   }
