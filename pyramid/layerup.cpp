@@ -61,7 +61,8 @@ class ResultWeights {
   // Fills the weights for the result at `position`, and returns the source pixel of the first one.
   // All of them lie within the source and the margin around it.
   int32_t place(int32_t position) {
-    const double exact = position / rate_;
+    // Sizes in single precision let the last results of very long rows lie far behind the source.
+    const double exact = std::min(position / rate_, static_cast<double>(pixels_));
     const auto before = static_cast<int32_t>(exact);
     const auto reached = static_cast<int32_t>(std::floor((position - half_ - 1) / rate_)) + 1;
     const int32_t first = std::min({before, reached, pixels_ + half_ + 1 - taps_});
