@@ -16,9 +16,12 @@ namespace {
 
 int64_t area(NuviSize size) { return int64_t{size.width} * size.height; }
 
-// The interface sizes a stack for a quarter of the pixels with 24 bytes each.
-int64_t stackBytes(NuviSize size) { return 6 * area(size) + 32; }
-int64_t mapBytes(NuviSize size) { return (int64_t{size.width} + 2) * (int64_t{size.height} + 2); }
+// The interface sizes a stack for a quarter of the pixels with 24 bytes each. What no memory can
+// hold wraps.
+uint64_t stackBytes(NuviSize size) { return 6 * static_cast<uint64_t>(area(size)) + 32; }
+uint64_t mapBytes(NuviSize size) {
+  return static_cast<uint64_t>((int64_t{size.width} + 2) * (int64_t{size.height} + 2));
+}
 
 // A span whose two adjacent rows are to be searched.
 struct Span {
@@ -42,7 +45,8 @@ struct DirectedSpan {
 template <class Frame>
 class FrameStack {
  public:
-  FrameStack(uint8_t* memory, int64_t bytes) : frames_(memory), room_(bytes / frameBytes) {}
+  FrameStack(uint8_t* memory, uint64_t bytes)
+      : frames_(memory), room_(static_cast<int64_t>(bytes) / frameBytes) {}
   ~FrameStack() { ownFree(block_); }
   FrameStack(const FrameStack&) = delete;
   FrameStack& operator=(const FrameStack&) = delete;
@@ -465,7 +469,7 @@ NuvStatus fillGradient(Reach connectivity, T* image, int32_t imageStep, NuviSize
   return nuvStatusOk;
 }
 
-NuvStatus reportSize(NuviSize roiSize, int64_t bytes, int32_t* bufferSize) {
+NuvStatus reportSize(NuviSize roiSize, uint64_t bytes, int32_t* bufferSize) {
   const NuvStatus status = Check().pointers(bufferSize).size(roiSize).status();
   if (status == nuvStatusOk) *bufferSize = static_cast<int32_t>(bytes);
   return status;

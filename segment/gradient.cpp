@@ -27,7 +27,10 @@ int32_t difference(const uint8_t* p, const uint8_t* q) {
   return largest;
 }
 
-int64_t bufferBytes(NuviSize size) { return 13 * int64_t{size.width} * size.height + 103; }
+// What no memory can hold wraps.
+uint64_t bufferBytes(NuviSize size) {
+  return 13 * static_cast<uint64_t>(int64_t{size.width} * size.height) + 103;
+}
 
 template <int channels, int neighbours>
 void grow(Image<const uint8_t> src, Image<uint8_t> markers, NuviSize size, int32_t lineNeighbours,

@@ -24,16 +24,18 @@ bool isProper(T label) {
 // Where a neighbour finds the pixel that it was reached from.
 constexpr int32_t opposite[] = {1, 0, 3, 2, 7, 6, 5, 4};
 
-// What the two methods were given; the caller lends the larger.
+// What the two methods were given; the caller lends the larger. What no memory can hold wraps.
 template <class T>
 int64_t queueBytes(NuviSize size) {
-  const int64_t width = size.width, height = size.height;
-  return 12 * width * height + (width + 2) * (height + 2) * static_cast<int64_t>(sizeof(T)) + 36;
+  const auto area = static_cast<uint64_t>(int64_t{size.width} * size.height);
+  const auto framed = static_cast<uint64_t>((int64_t{size.width} + 2) * (int64_t{size.height} + 2));
+  return static_cast<int64_t>(12 * area + framed * sizeof(T) + 36);
 }
 template <class T>
 int64_t sweepBytes(NuviSize size) {
-  const int64_t stride = alignUp<int64_t>(int64_t{size.width} * int64_t{sizeof(T)}, 32);
-  return (6 * int64_t{size.height} + 2) * stride + size.height + 66;
+  const auto stride = static_cast<uint64_t>(alignUp(size.width * int64_t{sizeof(T)}, int64_t{32}));
+  const auto height = static_cast<uint64_t>(size.height);
+  return static_cast<int64_t>((6 * height + 2) * stride + height + 66);
 }
 
 template <class T>

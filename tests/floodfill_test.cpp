@@ -246,6 +246,12 @@ TEST(FloodFillChecks, FirstFailureInOrderAndNothingWritten) {
                                                           -1.0f, &region, buffer));
   EXPECT_TRUE(region.area == -1 && bytes == -1);
   for (const float value : image) EXPECT_EQ(0, value);
+
+  // Sizes of the largest image wrap.
+  EXPECT_EQ(nuvStatusOk, nuviFloodFillGetSize({INT32_MAX, INT32_MAX}, &bytes));
+  EXPECT_EQ(38, bytes);
+  EXPECT_EQ(nuvStatusOk, nuviFloodFillGetSize_Grad({INT32_MAX, INT32_MAX}, &bytes));
+  EXPECT_EQ(39, bytes);
 }
 
 }  // namespace

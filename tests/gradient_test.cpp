@@ -107,6 +107,8 @@ TEST(SegmentGradientChecks, FirstFailureInOrderAndNothingWritten) {
   EXPECT_EQ(nuvStatusNullPointer, nuviSegmentGradientGetBufferSize_8u_C1R({0, 0}, nullptr));
   EXPECT_EQ(nuvStatusBadSize, nuviSegmentGradientGetBufferSize_8u_C3R({0, 1}, &bytes));
   EXPECT_TRUE(bytes == -1 && markers[0] == 1);
+  EXPECT_EQ(nuvStatusOk, nuviSegmentGradientGetBufferSize_8u_C1R({INT32_MAX, INT32_MAX}, &bytes));
+  EXPECT_EQ(116, bytes);  // wraps
 }
 
 }  // namespace

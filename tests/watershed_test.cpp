@@ -219,6 +219,8 @@ TEST(WatershedChecks, FirstFailureInOrderAndNothingWritten) {
   EXPECT_EQ(nuvStatusNullPointer, nuviSegmentWatershedGetBufferSize_8u_C1R({0, 0}, nullptr));
   EXPECT_EQ(nuvStatusBadSize, nuviSegmentWatershedGetBufferSize_8u16u_C1R({0, 1}, &bytes));
   EXPECT_TRUE(bytes == -1 && markers[0] == 1 && markers[1] == 2 && markers[2] == 0);
+  EXPECT_EQ(nuvStatusOk, nuviSegmentWatershedGetBufferSize_8u_C1R({INT32_MAX, INT32_MAX}, &bytes));
+  EXPECT_EQ(49, bytes);  // wraps
 }
 
 }  // namespace
