@@ -70,9 +70,11 @@ inline int32_t threadScratchBytes(const FilterScratch& form, NuviSize roiSize, i
   }
   const int64_t pitch = alignUp<int64_t>(roiSize.width, 16);
   const int64_t rings = pitch * form.sampleBytes * form.planes * (15 + 2 * taps);
+  const int64_t parts = rings + 12 * form.planes * taps + form.fixedBytes + row + column;
   const int64_t image = form.countsImage && taps == 5 ? 2 * pitch * roiSize.height + 32 : 0;
-  return static_cast<int32_t>(rings + 12 * form.planes * taps + form.fixedBytes + row + column +
-                              image + form.slackBytes);
+  // What no memory can hold wraps.
+  return static_cast<int32_t>(static_cast<uint64_t>(parts + form.slackBytes) +
+                              static_cast<uint64_t>(image));
 }
 
 // ---- the passes

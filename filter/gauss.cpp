@@ -36,17 +36,20 @@ struct GaussScratch {
   int64_t reported;
 
   GaussScratch(NuviSize roiSize, int32_t kernelSize) {
-    const int64_t taps = kernelSize;
-    const int64_t continued = int64_t{roiSize.width} + taps;
     int32_t rowStage = 0, columnStage = 0;
     nuviFilterRowBorderPipelineGetBufferSize_32f_C1R({roiSize.width, kernelSize}, kernelSize,
                                                      &rowStage);
     nuviFilterColumnPipelineGetBufferSize_32f_C3R(roiSize, kernelSize, &columnStage);
-    ringRowBytes = alignUp<int64_t>(continued, 8) * 4;
+    const auto taps = static_cast<uint64_t>(kernelSize);
+    const uint64_t continued = static_cast<uint64_t>(roiSize.width) + taps;
+    const uint64_t ringRow = alignUp<uint64_t>(continued, 8) * 4;
+    const auto stages = static_cast<uint64_t>(int64_t{rowStage} + columnStage);
+    ringRowBytes = static_cast<int64_t>(ringRow);
     rowStageBytes = rowStage;
-    reported = ringRowBytes * taps + 32 + (taps + 3) / 4 * 16 + 64 +
-               alignUp<int64_t>(continued, 4) * taps * 8 + 32 + rowStage + 32 + columnStage + 32 +
-               taps * 8;
+    // What no memory can hold wraps.
+    reported = static_cast<int64_t>(ringRow * taps + 32 + (taps + 3) / 4 * 16 + 64 +
+                                    alignUp<uint64_t>(continued, 4) * taps * 8 + 32 + 32 + 32 +
+                                    stages + taps * 8);
   }
 };
 

@@ -268,6 +268,8 @@ TEST(BorderFilter, ReportedSizes) {
   EXPECT_EQ(nuvStatusBadSize, lowpassBytes.size({1, 0}, 1, &bytes));
   EXPECT_EQ(nuvStatusBadMask, lowpassBytes.size({1, 1}, 1, &bytes));
   EXPECT_EQ(-7, bytes);
+  EXPECT_EQ(nuvStatusOk, nuviFilterLaplacianGetBufferSize_8u8s_C1R({INT32_MAX, INT32_MAX},
+                                                                   nuvMask5x5, &bytes));  // wraps
 }
 
 TEST(BorderFilter, FirstFailureInOrderAndNothingWritten) {

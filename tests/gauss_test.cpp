@@ -118,6 +118,9 @@ TEST(Gauss, ReportedSize) {
   ASSERT_EQ(nuvStatusOk, nuviFilterGaussGetBufferSize_32f_C1R({100, 50}, 5, &bytes));
   // 105 columns: rings of 112 floats, tables of 108.
   EXPECT_EQ(112 * 4 * 5 + 32 + 32 + 64 + 108 * 5 * 8 + 32 + row + 96 + 40, bytes);
+  const NuviSize largest = {INT32_MAX, INT32_MAX};
+  EXPECT_EQ(nuvStatusOk,
+            nuviFilterGaussGetBufferSize_32f_C1R(largest, INT32_MAX, &bytes));  // wraps
 }
 
 }  // namespace
