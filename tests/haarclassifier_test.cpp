@@ -180,7 +180,8 @@ int32_t votesOf(const Stage<int32_t>& stage, CellAt cell, int32_t deviation, con
     for (size_t i = 0; i < weak.rects.size(); ++i) {
       total += wrap(int64_t{sumOf(cell(weak, i), false)} * weak.weights[i]);
     }
-    const int64_t limit = int64_t{weak.threshold} * deviation, shift = -int64_t{scaleFactor};
+    const int64_t limit = int64_t{weak.threshold} * deviation;
+    const int64_t shift = wide ? -int64_t{scaleFactor} : 0;
     const uint64_t moved = static_cast<uint64_t>(total) << (shift < 32 ? shift : 32);
     const auto scaled = static_cast<int64_t>(shift < 32 ? moved : moved << (shift % 32));
     const bool below = wide ? scaled < limit : wrap(total) < wrap(limit);
