@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 
 #include "support/guarded.h"
 #include "support/threads.h"
@@ -10,8 +10,8 @@ namespace {
 using namespace testing_support;
 
 struct Result {
-  float smallest, largest;
-  NuviPoint smallestAt, largestAt;
+  float smallest = -1, largest = -1;
+  NuviPoint smallestAt = {-1, -1}, largestAt = {-1, -1};
 };
 
 bool operator==(const Result& a, const Result& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
@@ -36,69 +36,63 @@ FORMS(16u, uint16_t)
 FORMS(32f, float)
 #undef FORMS
 
-// The first pixel in raster order that no other is strictly better than.
+// The extremes, and the first pixels in raster order that equal them. Without a mask they lie
+// within the finite values; without a pixel they are 0, at the first place.
 template <class T>
-Result reference(const TestImage<T>& src, const TestImage<uint8_t>* mask, int32_t channels,
-                 int32_t coi) {
-  Result result{};
-  bool found = mask == nullptr;
-  T smallest = std::numeric_limits<T>::max(), largest = std::numeric_limits<T>::lowest();
-  bool smallestSeen = false, largestSeen = false;
-  for (int32_t y = 0; y < src.size().height; ++y) {
-    for (int32_t x = 0; x < src.size().width; ++x) {
-      if (mask != nullptr && mask->at(x, y) == 0) continue;
-      const T p = src.at(x * channels + coi - 1, y);
-      if (!found) smallest = largest = p;
-      found = true;
-      if (p < smallest || (p == smallest && !smallestSeen)) {
-        smallest = p;
-        smallestSeen = true;
-        result.smallestAt = {x, y};
-      }
-      if (p > largest || (p == largest && !largestSeen)) {
-        largest = p;
-        largestSeen = true;
-        result.largestAt = {x, y};
-      }
-    }
+Result reference(const TestImage<T>& src, const TestImage<uint8_t>* mask, int32_t coi) {
+  const NuviSize size = src.size();
+  const int32_t channels = src.samples() / size.width;
+  std::vector<T> values;
+  std::vector<NuviPoint> places;
+  for (int32_t i = 0; i < size.width * size.height; ++i) {
+    const NuviPoint p = {i % size.width, i / size.width};
+    if (mask != nullptr && mask->at(p.x, p.y) == 0) continue;
+    values.push_back(src.at(p.x * channels + coi - 1, p.y));
+    places.push_back(p);
   }
-  if (found) {
-    result.smallest = static_cast<float>(smallest);
-    result.largest = static_cast<float>(largest);
-  }
-  return result;
+  if (values.empty()) return {0, 0, {0, 0}, {0, 0}};
+  using Limits = std::numeric_limits<T>;
+  T smallest = *std::min_element(values.begin(), values.end());
+  T largest = *std::max_element(values.begin(), values.end());
+  if (mask == nullptr) smallest = std::min(smallest, Limits::max());
+  if (mask == nullptr) largest = std::max(largest, Limits::lowest());
+  const auto place = [&](T value) {
+    const auto at = std::find(values.begin(), values.end(), value) - values.begin();
+    return places[static_cast<size_t>(at) % places.size()];
+  };
+  return {static_cast<float>(smallest), static_cast<float>(largest), place(smallest),
+          place(largest)};
 }
 
 template <class T>
 class MinMax : public ::testing::Test {
  protected:
   template <class Value, class Selected>
-  static void compare(NuviSize size, int32_t pad, Value&& value, Selected&& selected) {
+  static void compare(NuviSize size, Value&& value, Selected&& selected) {
     SCOPED_TRACE(std::to_string(size.width) + "x" + std::to_string(size.height));
+    const int32_t pad = size.width % 3;
     TestImage<T> one(size, 1, pad), three(size, 3, pad);
     TestImage<uint8_t> mask(size, 1, pad, Against::begin);
     one.fill(value);
     three.fill(value);
     mask.fill([&, n = 0]() mutable { return selected(n++) ? 0x80 : 0; });
-    using F = Forms<T>;
-    withThreadCounts([&] {
-      Result r{};
-      const auto run = [&](auto function, auto... args) {
-        r = {-1, -1, {-1, -1}, {-1, -1}};
+    const auto expect = [](const Result& expected, auto function, auto... args) {
+      withThreadCounts([&] {
+        Result r;
         ASSERT_EQ(nuvStatusOk,
                   function(args..., &r.smallest, &r.largest, &r.smallestAt, &r.largestAt));
-      };
-      run(F::plain, one.data(), one.step(), size);
-      ASSERT_EQ(reference(one, nullptr, 1, 1), r);
-      run(F::masked, one.data(), one.step(), mask.data(), mask.step(), size);
-      ASSERT_EQ(reference(one, &mask, 1, 1), r);
-      for (const int32_t coi : {1, 2, 3}) {
-        run(F::channel, three.data(), three.step(), size, coi);
-        ASSERT_EQ(reference(three, nullptr, 3, coi), r);
-        run(F::maskedChannel, three.data(), three.step(), mask.data(), mask.step(), size, coi);
-        ASSERT_EQ(reference(three, &mask, 3, coi), r);
-      }
-    });
+        ASSERT_EQ(expected, r);
+      });
+    };
+    using F = Forms<T>;
+    expect(reference(one, nullptr, 1), F::plain, one.data(), one.step(), size);
+    expect(reference(one, &mask, 1), F::masked, one.data(), one.step(), mask.data(), mask.step(),
+           size);
+    for (const int32_t coi : {1, 2, 3}) {
+      expect(reference(three, nullptr, coi), F::channel, three.data(), three.step(), size, coi);
+      expect(reference(three, &mask, coi), F::maskedChannel, three.data(), three.step(),
+             mask.data(), mask.step(), size, coi);
+    }
   }
 };
 using Elements = ::testing::Types<uint8_t, int8_t, uint16_t, float>;
@@ -106,59 +100,42 @@ TYPED_TEST_SUITE(MinMax, Elements);
 
 TYPED_TEST(MinMax, MatchesReference) {
   using T = TypeParam;
+  using Limits = std::numeric_limits<T>;
   const auto third = [](int n) { return n % 3 != 0; };
+  const auto late = [](int n) { return n > 9000; };
   for (int32_t width = 1; width <= 70; ++width) {
-    this->compare({width, 5}, width % 3, RandomSamples<T>(static_cast<unsigned>(width)), third);
+    this->compare({width, 5}, RandomSamples<T>(static_cast<unsigned>(width)), third);
   }
-  this->compare({128, 128}, 1, RandomSamples<T>(1), third);  // just parallel
+  this->compare({128, 128}, RandomSamples<T>(1), third);  // just parallel
+  this->compare({5000, 3}, RandomSamples<T>(2), late);    // longer than a chunk
+  this->compare({64, 300}, RandomSamples<T>(3), [](int) { return false; });
   int n = 0;
-  this->compare(
-      {131, 140}, 0, [&] { return T(20 + n++ % 57); }, third);  // many ties
-  this->compare(
-      {131, 140}, 0, [&] { return T(20 + n++ % 57); }, [](int i) { return i > 9000; });
-  this->compare({64, 300}, 0, RandomSamples<T>(2), [](int) { return false; });
-}
-
-// Regions whose only value is a limit of the type, where nothing ever beats the start.
-TYPED_TEST(MinMax, ConstantRegions) {
-  using Limits = std::numeric_limits<TypeParam>;
-  for (const TypeParam value : {Limits::max(), Limits::lowest(), TypeParam(5)}) {
+  const auto ties = [&] { return T(20 + n++ % 57); };
+  this->compare({131, 140}, ties, third);
+  this->compare({131, 140}, ties, late);
+  // One value that may be a limit of the type, where nothing ever beats the start.
+  for (const T only :
+       {Limits::max(), Limits::lowest(), Limits::infinity(), T(-Limits::infinity())}) {
     this->compare(
-        {150, 150}, 0, [&] { return value; }, [](int n) { return n >= 7 * 150 + 3; });
-  }
-}
-
-TEST(MinMaxValues, OnlyInfinitiesKeepTheStartingLimit) {
-  TestImage<float> src({128, 200});
-  for (const float infinity : {INFINITY, -INFINITY}) {
-    src.fill([&] { return infinity; });
-    withThreadCounts([&] {
-      Result r{};
-      ASSERT_EQ(nuvStatusOk, nuviMinMaxIndx_32f_C1R(src.data(), src.step(), src.size(), &r.smallest,
-                                                    &r.largest, &r.smallestAt, &r.largestAt));
-      const bool above = infinity > 0;
-      EXPECT_EQ(above ? 3.4028235e38f : infinity, r.smallest);
-      EXPECT_EQ(above ? infinity : -3.4028235e38f, r.largest);
-      EXPECT_EQ(0, r.smallestAt.x + r.smallestAt.y + r.largestAt.x + r.largestAt.y);
-    });
+        {150, 150}, [&] { return only; }, late);
   }
 }
 
 TEST(MinMaxChecks, FirstFailureInOrder) {
   const float f[12] = {};
   const uint8_t m[12] = {};
-  const auto masked = [&](int32_t step, int32_t maskStep, NuviSize size, int32_t coi) {
-    return nuviMinMaxIndx_32f_C3CMR(f, step, m, maskStep, size, coi, nullptr, nullptr, nullptr,
+  const auto masked = [&](const uint8_t* pMask, int32_t step, int32_t maskStep, NuviSize size,
+                          int32_t coi) {
+    return nuviMinMaxIndx_32f_C3CMR(f, step, pMask, maskStep, size, coi, nullptr, nullptr, nullptr,
                                     nullptr);
   };
-  EXPECT_EQ(nuvStatusOk, masked(24, 2, {2, 1}, 3));
-  EXPECT_EQ(nuvStatusBadSize, masked(0, 2, {0, 1}, 3));
-  EXPECT_EQ(nuvStatusBadStep, masked(23, 2, {2, 1}, 0));
-  EXPECT_EQ(nuvStatusBadStep, masked(25, 1, {2, 1}, 0));
-  EXPECT_EQ(nuvStatusStepNotElementMultiple, masked(25, 2, {2, 1}, 0));
-  EXPECT_EQ(nuvStatusBadChannel, masked(24, 2, {2, 1}, 0));
-  EXPECT_EQ(nuvStatusNullPointer,
-            nuviMinMaxIndx_32f_C1MR(f, 0, nullptr, 0, {0, 0}, nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(nuvStatusOk, masked(m, 24, 2, {2, 1}, 3));
+  EXPECT_EQ(nuvStatusNullPointer, masked(nullptr, 24, 2, {0, 1}, 3));
+  EXPECT_EQ(nuvStatusBadSize, masked(m, 0, 2, {0, 1}, 3));
+  EXPECT_EQ(nuvStatusBadStep, masked(m, 23, 2, {2, 1}, 0));
+  EXPECT_EQ(nuvStatusBadStep, masked(m, 25, 1, {2, 1}, 0));
+  EXPECT_EQ(nuvStatusStepNotElementMultiple, masked(m, 25, 2, {2, 1}, 0));
+  EXPECT_EQ(nuvStatusBadChannel, masked(m, 24, 2, {2, 1}, 0));
 }
 
 }  // namespace
